@@ -1,0 +1,123 @@
+#!/usr/bin/env python3
+"""Runs the benchmark programs of a folder and prints how the library fares against its peers.
+
+Usage: ratios.py FOLDER [NAME...]     NAME: mempool, string, format, date, configfile, options,
+                                      lifecycle; all of them when none is given
+
+Every row is named "work/who". The ratio is the peer's median time over the library's, of several
+repetitions taken in random order in one process: above 1 the library is faster.
+"""
+import json
+import math
+import os
+import re
+import subprocess
+import sys
+
+# What is to be reached: (pattern of the work, peer, ratio).
+REACH = [
+    (r"pool pair ", "tcmalloc", 1.05),
+    (r"pool 1000 random, 256", "mimalloc", 1.0),
+    (r"pool 1000 random, 1024", "mimalloc", 1.1),
+    (r"pool freed by another", "mimalloc", 3.0),
+    (r"construct (24|200) B", "std::string", 1.1),
+    (r"construct 8 B", "QByteArray", 1.7),
+    (r"copy and destroy, 1", "QString", 5.0),
+    (r"copy and destroy, 2", "QString", 1.0),
+    (r"append 1", "QString", 1.8),
+    (r"find near", "memmem", 1.0),
+    (r"replace all", "std::string", 1.2),
+    (r"compare without case, ASCII", "Abseil", 2.5),
+    (r"compare without case, other", "ICU", 3.5),
+    (r"lower case of 200 B", "Abseil", 2.0),
+    (r"lower case of 200 B", "ICU", 2.0),
+    (r"count the characters", "64-bit words", 3.5),
+    (r"format %s", "absl::StrFormat", 1.2),
+    (r"format without", "absl::StrFormat", 1.7),
+    (r"date from", "GDateTime", 2.4),
+    (r"compose a date", "Hinnant date", 0.9),
+    (r"date to", "strftime", 2.0),
+    (r"configuration file: read", "GKeyFile", 3.0),
+    (r"configuration file: write", "GKeyFile", 2.0),
+    (r"option look-up, 1", "map+shared_mutex", 2.5),
+    (r"option look-up, 2", "map+shared_mutex", 3.4),
+    (r"initialise", "poco", 1.8),
+]
+
+PROGRAMS = ["mempool", "string", "format", "date", "configfile", "options", "lifecycle"]
+
+
+def run(folder, name):
+    environment = dict(os.environ)
+    # Allocators loaded beside each other need room for their thread-local data.
+    environment["GLIBC_TUNABLES"] = "glibc.rtld.optional_static_tls=65536"
+    output = subprocess.run(
+        [os.path.join(folder, "bench_" + name), "--benchmark_format=json",
+         "--benchmark_repetitions=" + os.environ.get("KQB_BENCH_REPETITIONS", "9"),
+         "--benchmark_min_time=" + os.environ.get("KQB_BENCH_MIN_TIME", "0.05"),
+         "--benchmark_enable_random_interleaving=true",
+         "--benchmark_report_aggregates_only=true"],
+        check=True, stdout=subprocess.PIPE, env=environment).stdout
+    medians = {}
+    for entry in json.loads(output)["benchmarks"]:
+        if entry.get("aggregate_name") != "median":
+            continue
+        label = re.sub(r"/(real_time|threads:\d+|process_time)", "", entry["run_name"])
+        medians[label] = entry
+    return medians
+
+
+def time_of(entry):
+    scale = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}[entry["time_unit"]]
+    return entry["real_time"] * scale
+
+
+def reach_of(work, peer):
+    for pattern, who, ratio in REACH:
+        if who == peer and re.match(pattern, work):
+            return ratio
+    return None
+
+
+def print_ratios(medians):
+    ours = {label.rpartition("/")[0]: e for label, e in medians.items() if label.endswith("/kqb")}
+    for label, entry in medians.items():
+        work, _, peer = label.rpartition("/")
+        if peer == "kqb" or work not in ours:
+            continue
+        ratio = time_of(entry) / time_of(ours[work])
+        reach = reach_of(work, peer)
+        wanted = "" if reach is None else f"{reach:g}x"
+        verdict = "" if reach is None else ("reached" if ratio >= reach else "MISSED")
+        print(f"| {work} | {peer} | {ratio:.2f}x | {wanted} | {verdict} |")
+    for label, entry in medians.items():
+        if "resident_KB" in entry:
+            print(f"| resident: {label} | | {entry['resident_KB'] / 1024:.2f} MB | | |")
+
+
+def print_growth(medians):
+    series = {}
+    for label, entry in medians.items():
+        work, _, size = label.rpartition("/")
+        if work.startswith("growth"):
+            series.setdefault(work, []).append((int(size), time_of(entry)))
+    for work, points in series.items():
+        points.sort()
+        steps = [
+            f"{b[0]}: {math.log(b[1] / a[1]) / math.log(b[0] / a[0]):.2f}"
+            for a, b in zip(points, points[1:])
+        ]
+        print(f"| {work} | exponent up to | {', '.join(steps)} | at most 1.1 | |")
+
+
+def main():
+    folder, names = sys.argv[1], sys.argv[2:] or PROGRAMS
+    print("| work | peer | ratio | reach | |\n| --- | --- | --- | --- | --- |", flush=True)
+    for name in names:
+        medians = run(folder, name)
+        print_ratios(medians)
+        print_growth(medians)
+        sys.stdout.flush()
+
+
+main()

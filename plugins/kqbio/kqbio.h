@@ -1,0 +1,6 @@
+// The module's entry point.
+#pragma once
+
+#include "kqb/kqbmodules.h"
+
+extern "C" KQB_API KqbTextIoFactory *KqbIOInitialize(char const *moduleDirectory) noexcept;

@@ -1,0 +1,534 @@
+// The pool in three steps, each tried when the one before has nothing:
+//
+//   thread    a magazine per class: an array of free blocks that only its thread touches, and a
+//             second one beside it so that a thread at the edge of a magazine does not bounce.
+//   class     lock-free stacks of whole magazines (full ones, empty ones) and of loose blocks; a
+//             thread exchanges a magazine at a time, so blocks travel between threads without
+//             anybody touching them.
+//   chunk     blocks never handed out yet. A chunk is 1024 blocks, taken from the heap under the
+//             pool lock; its blocks get their headers when they are first handed out, so memory
+//             that is not needed is not touched.
+#include "kqb/kqbmempool.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <mutex>
+#include <new>
+
+#include "core/kqbmemoryfailures_internal.h"
+#include "core/kqbmempool_internal.h"
+#include "kqb/kqbhost.h"
+#include "platform/kqbb.h"
+#include "platform/librzmx.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#define KQB_POOL_POISON 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define KQB_POOL_POISON 1
+#endif
+#endif
+
+#ifdef KQB_POOL_POISON
+extern "C" void __asan_poison_memory_region(void const volatile *, std::size_t);
+extern "C" void __asan_unpoison_memory_region(void const volatile *, std::size_t);
+#endif
+
+namespace {
+
+constexpr unsigned kClasses = 4;
+constexpr unsigned kBlocksPerChunk = 1024;
+constexpr unsigned kLargestBlock = 1024;
+constexpr unsigned kFreshBatch = 32;  // blocks taken from a chunk at a time, bounded below by size
+constexpr unsigned kBlockSizes[kClasses] = {16, 64, 256, kLargestBlock};
+constexpr unsigned kMagazineSizes[kClasses] = {1024, 1024, 512, 128};
+constexpr std::size_t kHeapHeader = 8;
+
+// Counters in the order of the statistics.
+constexpr unsigned kUnmanaged = kClasses;
+constexpr unsigned kFrees = kClasses + 1;
+constexpr unsigned kCounters = kClasses + 2;
+
+struct SizeClass;
+
+// In front of every block. link belongs to the stack the block may lie on.
+struct BlockHeader {
+    void *link;
+    SizeClass *owner;
+};
+static_assert(sizeof(BlockHeader) == 16);
+
+struct Chunk {
+    char *memory;
+    Chunk *next;
+    std::atomic<unsigned> used;  // blocks handed out for the first time; may run past the end
+};
+
+// Free blocks by the address their users see. While it lies on a stack its first word is the link.
+struct Magazine {
+    void *link;
+    unsigned count;
+    void *blocks[1];
+};
+
+struct alignas(256) SizeClass {
+    std::atomic<unsigned> chunkCount;
+    unsigned blocksPerChunk;
+    unsigned blockSize;
+    Chunk *firstChunk;
+    Chunk *lastChunk;
+    std::atomic<Chunk *> fresh;  // the chunk that blocks are first taken from
+    dkAStack *freeBlocks() { return &stacks[0]; }
+    dkAStack *fullMagazines() { return &stacks[1]; }
+    dkAStack *emptyMagazines() { return &stacks[2]; }
+    dkAStack stacks[3];
+};
+static_assert((sizeof(SizeClass) & (sizeof(SizeClass) - 1)) == 0);
+
+struct Pool {
+    SizeClass classes[kClasses];
+    std::atomic<unsigned> ended[kCounters];  // what threads counted that are gone
+};
+
+// One class of one thread: the loaded magazine as pointers, for the fast path.
+struct ThreadClass {
+    void **top;
+    void **base;
+    void **limit;
+    Magazine *loaded;
+    Magazine *spare;
+};
+
+// Plain data, zero at thread start, so that reaching it costs no check.
+struct ThreadCache {
+    ThreadClass classes[kClasses];
+    std::atomic<unsigned> counters[kCounters];  // written by their thread only
+    ThreadCache *next;
+    ThreadCache *previous;
+    bool attached;
+};
+
+__attribute__((tls_model("initial-exec"))) constinit thread_local ThreadCache tCache{};
+
+Pool *gPool = nullptr;
+kqLock *gPoolLock = nullptr;
+unsigned gStartCount = 0;
+int gThreadSlot = -1;
+
+// Attached threads. Outlives the pool, because threads may end at any time.
+constinit std::mutex gThreadsMutex;
+ThreadCache *gThreads = nullptr;
+
+// --- Small things -----------------------------------------------------------------------------
+
+inline unsigned classOf(unsigned size) {
+    return unsigned{size > 16} + unsigned{size > 64} + unsigned{size > 256};
+}
+
+inline void count(unsigned counter) {
+    std::atomic<unsigned> &value = tCache.counters[counter];
+    value.store(value.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+}
+
+inline void handOut([[maybe_unused]] void *block, [[maybe_unused]] unsigned size) {
+#ifdef KQB_POOL_POISON
+    __asan_unpoison_memory_region(block, size);
+#endif
+}
+
+inline void takeBack([[maybe_unused]] void *block, [[maybe_unused]] unsigned size) {
+#ifdef KQB_POOL_POISON
+    __asan_poison_memory_region(block, size);
+#endif
+}
+
+inline BlockHeader *headerOf(void *block) { return static_cast<BlockHeader *>(block) - 1; }
+
+std::size_t strideOf(SizeClass const &sizeClass) {
+    return sizeClass.blockSize + sizeof(BlockHeader);
+}
+
+// --- Magazines --------------------------------------------------------------------------------
+
+Magazine *newMagazine(unsigned index) {
+    std::size_t const size =
+        offsetof(Magazine, blocks) + std::size_t{kMagazineSizes[index]} * sizeof(void *);
+    auto *magazine = static_cast<Magazine *>(::operator new(size, std::nothrow));
+    if (magazine != nullptr) magazine->count = 0;
+    return magazine;
+}
+
+void deleteMagazines(dkAStack *stack) {
+    while (void *magazine = dkAStackPop(stack)) ::operator delete(magazine);
+}
+
+void load(ThreadClass &own, Magazine *magazine, unsigned index) {
+    own.loaded = magazine;
+    own.base = magazine->blocks;
+    own.top = own.base + magazine->count;
+    own.limit = own.base + kMagazineSizes[index];
+}
+
+void swapMagazines(ThreadClass &own, unsigned index) {
+    own.loaded->count = static_cast<unsigned>(own.top - own.base);
+    Magazine *const other = own.spare;
+    own.spare = own.loaded;
+    load(own, other, index);
+}
+
+Magazine *obtainEmpty(unsigned index) {
+    void *const empty = dkAStackPop(gPool->classes[index].emptyMagazines());
+    return empty != nullptr ? static_cast<Magazine *>(empty) : newMagazine(index);
+}
+
+// --- Threads ----------------------------------------------------------------------------------
+
+void link(ThreadCache *cache) {
+    cache->previous = nullptr;
+    cache->next = gThreads;
+    if (gThreads != nullptr) gThreads->previous = cache;
+    gThreads = cache;
+}
+
+void unlink(ThreadCache *cache) {
+    if (cache->next != nullptr) cache->next->previous = cache->previous;
+    (cache->previous != nullptr ? cache->previous->next : gThreads) = cache->next;
+}
+
+void clear(ThreadCache *cache) {
+    for (ThreadClass &own : cache->classes) own = ThreadClass{};
+    for (auto &counter : cache->counters) counter.store(0, std::memory_order_relaxed);
+    cache->next = cache->previous = nullptr;
+    cache->attached = false;
+}
+
+void giveMagazineBack(SizeClass &sizeClass, Magazine *magazine) {
+    if (magazine == nullptr) return;
+    dkAStackPush(magazine->count > 0 ? sizeClass.fullMagazines() : sizeClass.emptyMagazines(),
+                 magazine);
+}
+
+// Runs when a thread ends: what it kept goes to the classes.
+void detachThread(void *value) {
+    auto *cache = static_cast<ThreadCache *>(value);
+    std::lock_guard const guard(gThreadsMutex);
+    if (!cache->attached) return;
+    for (unsigned i = 0; i < kClasses; ++i) {
+        ThreadClass &own = cache->classes[i];
+        if (own.loaded != nullptr) own.loaded->count = static_cast<unsigned>(own.top - own.base);
+        giveMagazineBack(gPool->classes[i], own.loaded);
+        giveMagazineBack(gPool->classes[i], own.spare);
+    }
+    for (unsigned i = 0; i < kCounters; ++i) {
+        gPool->ended[i].fetch_add(cache->counters[i].load(std::memory_order_relaxed),
+                                  std::memory_order_relaxed);
+    }
+    unlink(cache);
+    clear(cache);
+}
+
+// Makes the calling thread known, so that what it keeps is not lost with it.
+bool attachThread() {
+    if (tCache.attached) return true;
+    if (gThreadSlot < 0 || kqThreadSlotSet(gThreadSlot, &tCache) == 0) return false;
+    std::lock_guard const guard(gThreadsMutex);
+    clear(&tCache);
+    tCache.attached = true;
+    link(&tCache);
+    return true;
+}
+
+bool ensureMagazine(ThreadClass &own, unsigned index) {
+    if (own.loaded != nullptr) return true;
+    if (!attachThread()) return false;
+    Magazine *const magazine = obtainEmpty(index);
+    if (magazine == nullptr) return false;
+    load(own, magazine, index);
+    return true;
+}
+
+// --- Chunks -----------------------------------------------------------------------------------
+
+bool carve(SizeClass &sizeClass) {
+    sizeClass.chunkCount.fetch_add(1, std::memory_order_relaxed);
+    auto *chunk = new (std::nothrow) Chunk{};
+    char *memory =
+        chunk == nullptr ? nullptr : new (std::nothrow) char[strideOf(sizeClass) * kBlocksPerChunk];
+    if (memory == nullptr) {
+        delete chunk;
+        return false;
+    }
+    chunk->memory = memory;
+    (sizeClass.lastChunk != nullptr ? sizeClass.lastChunk->next : sizeClass.firstChunk) = chunk;
+    sizeClass.lastChunk = chunk;
+    sizeClass.fresh.store(chunk, std::memory_order_release);
+    return true;
+}
+
+// Takes up to wanted blocks that were never handed out, lowest address last, into blocks.
+unsigned takeFresh(SizeClass &sizeClass, void **blocks, unsigned wanted) {
+    Chunk *const chunk = sizeClass.fresh.load(std::memory_order_acquire);
+    if (chunk->used.load(std::memory_order_relaxed) >= kBlocksPerChunk) return 0;
+    unsigned const first = chunk->used.fetch_add(wanted, std::memory_order_relaxed);
+    if (first >= kBlocksPerChunk) return 0;
+    unsigned const taken = wanted < kBlocksPerChunk - first ? wanted : kBlocksPerChunk - first;
+    for (unsigned i = 0; i < taken; ++i) {
+        char *const start = chunk->memory + strideOf(sizeClass) * (first + taken - 1 - i);
+        auto *const header = ::new (static_cast<void *>(start)) BlockHeader{nullptr, &sizeClass};
+        blocks[i] = header + 1;
+        takeBack(blocks[i], sizeClass.blockSize);
+    }
+    return taken;
+}
+
+// --- Slow paths -------------------------------------------------------------------------------
+
+void *takeLoose(SizeClass &sizeClass) {
+    auto *const header = static_cast<BlockHeader *>(dkAStackPop(sizeClass.freeBlocks()));
+    return header == nullptr ? nullptr : static_cast<void *>(header + 1);
+}
+
+// Fills the loaded magazine, which is empty, from what the class has; false when it has nothing.
+bool refill(ThreadClass &own, unsigned index) {
+    SizeClass &sizeClass = gPool->classes[index];
+    if (void *const full = dkAStackPop(sizeClass.fullMagazines())) {
+        own.loaded->count = 0;
+        dkAStackPush(sizeClass.emptyMagazines(), own.loaded);
+        load(own, static_cast<Magazine *>(full), index);
+        return true;
+    }
+    if (void *const block = takeLoose(sizeClass)) {
+        *own.top++ = block;
+        return true;
+    }
+    unsigned const batch = index + 1 < kClasses ? kFreshBatch : kFreshBatch / 8;
+    own.top += takeFresh(sizeClass, own.top, batch);
+    return own.top != own.base;
+}
+
+// The same for a thread without a magazine: one block.
+void *takeOne(unsigned index) {
+    SizeClass &sizeClass = gPool->classes[index];
+    if (void *const block = takeLoose(sizeClass)) return block;
+    if (void *const full = dkAStackPop(sizeClass.fullMagazines())) {
+        auto *const magazine = static_cast<Magazine *>(full);
+        void *const block = magazine->blocks[--magazine->count];
+        giveMagazineBack(sizeClass, magazine);
+        return block;
+    }
+    void *block = nullptr;
+    takeFresh(sizeClass, &block, 1);
+    return block;
+}
+
+void *popOrRefill(ThreadClass &own, unsigned index, bool magazine) {
+    if (!magazine) return takeOne(index);
+    return refill(own, index) ? *--own.top : nullptr;
+}
+
+__attribute__((noinline)) void *obtainSlow(unsigned index) {
+    ThreadClass &own = tCache.classes[index];
+    bool const magazine = ensureMagazine(own, index);
+    if (magazine && own.spare != nullptr && own.spare->count > 0) {
+        swapMagazines(own, index);
+        return *--own.top;
+    }
+    if (void *const block = popOrRefill(own, index, magazine)) return block;
+    // Another thread may have refilled the class while this one waited for the lock.
+    kqLockGet(gPoolLock, 1, 1);
+    void *block = popOrRefill(own, index, magazine);
+    if (block == nullptr && carve(gPool->classes[index])) {
+        block = popOrRefill(own, index, magazine);
+    }
+    kqLockRelease(gPoolLock, 1);
+    return block;
+}
+
+// Keeps block although the loaded magazine is full or missing.
+__attribute__((noinline)) void keepSlow(void *block, unsigned index) {
+    SizeClass &sizeClass = gPool->classes[index];
+    ThreadClass &own = tCache.classes[index];
+    if (own.loaded == nullptr) {
+        if (!ensureMagazine(own, index))
+            return dkAStackPush(sizeClass.freeBlocks(), headerOf(block));
+    } else if (own.spare != nullptr && own.spare->count == 0) {
+        swapMagazines(own, index);
+    } else {
+        Magazine *const empty = obtainEmpty(index);
+        if (empty == nullptr) return dkAStackPush(sizeClass.freeBlocks(), headerOf(block));
+        giveMagazineBack(sizeClass, own.spare);
+        own.spare = empty;
+        swapMagazines(own, index);
+    }
+    *own.top++ = block;
+}
+
+bool exhausted() {
+    kqbNoteMemoryFailure();
+    return false;
+}
+
+bool getUnmanaged(unsigned size, void **out) {
+    if (gPool == nullptr) return false;
+    char *const memory = new (std::nothrow) char[std::size_t{size} + kHeapHeader];
+    if (memory == nullptr) return exhausted();
+    std::memset(memory, 0, kHeapHeader);
+    *out = memory + kHeapHeader;
+    attachThread();
+    count(kUnmanaged);
+    return true;
+}
+
+// --- Start and stop ---------------------------------------------------------------------------
+
+bool startClass(SizeClass &sizeClass, unsigned blockSize) {
+    sizeClass.blocksPerChunk = kBlocksPerChunk;
+    sizeClass.blockSize = blockSize;
+    for (dkAStack &stack : sizeClass.stacks) {
+        if (dkAStackInit(&stack) != 0) return false;
+    }
+    return carve(sizeClass);
+}
+
+void stopClass(SizeClass &sizeClass) {
+    deleteMagazines(sizeClass.fullMagazines());
+    deleteMagazines(sizeClass.emptyMagazines());
+    for (dkAStack &stack : sizeClass.stacks) dkAStackDestroy(&stack);
+    for (Chunk *chunk = sizeClass.firstChunk; chunk != nullptr;) {
+        Chunk *const next = chunk->next;
+        handOut(chunk->memory, static_cast<unsigned>(strideOf(sizeClass)) * kBlocksPerChunk);
+        delete[] chunk->memory;
+        delete chunk;
+        chunk = next;
+    }
+}
+
+// Lets every thread forget its magazines.
+void forgetThreads() {
+    std::lock_guard const guard(gThreadsMutex);
+    while (ThreadCache *const cache = gThreads) {
+        for (ThreadClass &own : cache->classes) {
+            ::operator delete(own.loaded);
+            ::operator delete(own.spare);
+        }
+        unlink(cache);
+        clear(cache);
+    }
+}
+
+void destroyPool() {
+    if (gPool != nullptr) {
+        forgetThreads();
+        for (SizeClass &sizeClass : gPool->classes) stopClass(sizeClass);
+    }
+    delete gPool;
+    gPool = nullptr;
+    kqLockDestroy(gPoolLock);
+    gPoolLock = nullptr;
+}
+
+bool buildPool() {
+    if (gThreadSlot < 0) gThreadSlot = kqThreadSlotCreate(detachThread);
+    gPoolLock = kqLockCreate(0, 0);
+    gPool = new (std::nothrow) Pool{};
+    if (gPoolLock == nullptr || gPool == nullptr) return false;
+    for (unsigned i = 0; i < kClasses; ++i) {
+        if (!startClass(gPool->classes[i], kBlockSizes[i])) return false;
+    }
+    return true;
+}
+
+unsigned sumCounter(unsigned counter) {
+    unsigned sum = gPool->ended[counter].load(std::memory_order_relaxed);
+    for (ThreadCache *cache = gThreads; cache != nullptr; cache = cache->next) {
+        sum += cache->counters[counter].load(std::memory_order_relaxed);
+    }
+    return sum;
+}
+
+}  // namespace
+
+bool kqbMemPoolStart() {
+    if (gStartCount > 0) {
+        ++gStartCount;
+        return true;
+    }
+    if (!buildPool()) {
+        destroyPool();
+        return false;
+    }
+    gStartCount = 1;
+    return true;
+}
+
+void kqbMemPoolStop() {
+    if (gStartCount == 0 || --gStartCount > 0) return;
+    destroyPool();
+}
+
+bool KqbMemPool::getBytes(unsigned int size, void **out) {
+    *out = nullptr;
+    if (size > kLargestBlock) return getUnmanaged(size, out);
+    unsigned const index = classOf(size);
+    ThreadClass &own = tCache.classes[index];
+    void *block;
+    if (own.top != own.base) [[likely]] {
+        block = *--own.top;
+    } else {
+        if (gPool == nullptr) return false;
+        block = obtainSlow(index);
+    }
+    count(index);
+    if (block == nullptr) return exhausted();
+    handOut(block, size);
+    *out = block;
+    return true;
+}
+
+void KqbMemPool::freeBytes(void *block) {
+    if (block == nullptr) return;
+    std::uintptr_t owner;
+    std::memcpy(&owner, static_cast<char *>(block) - sizeof owner, sizeof owner);
+    if (owner == 0) {
+        delete[](static_cast<char *>(block) - kHeapHeader);
+        return;
+    }
+    std::uintptr_t const offset = owner - reinterpret_cast<std::uintptr_t>(gPool);
+    if (gPool == nullptr || offset >= sizeof(Pool::classes) || offset % sizeof(SizeClass) != 0)
+        [[unlikely]] {
+        kqbAssertFailure("mempool free", "kqbmempool", 278);
+        return;
+    }
+    auto const index = static_cast<unsigned>(offset / sizeof(SizeClass));
+    takeBack(block, kBlockSizes[index]);
+    ThreadClass &own = tCache.classes[index];
+    if (own.top != own.limit) [[likely]] {
+        *own.top++ = block;
+    } else {
+        keepSlow(block, index);
+    }
+    count(kFrees);
+}
+
+char *KqbMemPool::getStats() {
+    static char line[256];
+    unsigned long values[kCounters] = {};
+    unsigned long chunks[kClasses] = {};
+    std::lock_guard const guard(gThreadsMutex);
+    if (gPool != nullptr) {
+        for (unsigned i = 0; i < kCounters; ++i) values[i] = sumCounter(i);
+        for (unsigned i = 0; i < kClasses; ++i) chunks[i] = gPool->classes[i].chunkCount.load();
+    }
+    auto const total = static_cast<std::uint32_t>(values[0] + values[1] + values[2] + values[3] +
+                                                  values[kUnmanaged]);
+    std::snprintf(line, sizeof line,
+                  "Tiny: %lu Small %lu Med: %lu Large: %lu Unmanaged: %lu Total: %lu Frees: %lu "
+                  "Chunk Alloc: Tiny: %lu Small %lu Med: %lu Large: %lu",
+                  values[0], values[1], values[2], values[3], values[kUnmanaged],
+                  static_cast<unsigned long>(total), values[kFrees], chunks[0], chunks[1],
+                  chunks[2], chunks[3]);
+    return line;
+}

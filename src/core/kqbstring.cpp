@@ -1,0 +1,326 @@
+// KqbString: storage, sharing, assigning and appending.
+//
+// Every change that cannot happen in place builds a fresh record from what stays of the old text
+// and what is added, and lets the old record go last. So text lying inside the string itself may be
+// assigned or appended, and a failure leaves the string as it was.
+#include "kqb/kqbstring.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <new>
+
+#include "core/kqbstring_internal.h"
+#include "kqb/kqbmempool.h"
+#include "kqb/kqbunicodeconv.h"
+#include "platform/kqschr.h"
+#include "platform/kqssys.h"
+
+namespace {
+
+// Appended byte by byte; the time of calls pays off only for more.
+constexpr unsigned kShortPiece = 16;
+
+struct Piece {
+    char const *text;
+    std::size_t bytes;
+    unsigned characters;
+};
+
+Piece measureWhole(char const *text, std::size_t bytes) {
+    return {text, bytes, np_uchar_length_n(text, bytes)};
+}
+
+// Negative counts are unknown. A known byte count is used as it is.
+Piece measure(char const *text, int characters, int bytes) {
+    if (text == nullptr) return {"", 0, 0};
+    if (bytes >= 0) {
+        auto const size = static_cast<std::size_t>(bytes);
+        if (characters < 0) return measureWhole(text, size);
+        return {text, size, static_cast<unsigned>(characters)};
+    }
+    if (characters >= 0) {
+        auto const count = static_cast<unsigned>(characters);
+        if (char const *end = np_uchar_seek(text, count)) {
+            return {text, static_cast<std::size_t>(end - text), count};
+        }
+    }
+    return measureWhole(text, std::strlen(text));
+}
+
+// The capacity that doubling from 1 reaches for so many bytes and a NUL.
+unsigned roundedCapacity(std::size_t bytes) {
+    return std::bit_ceil(static_cast<unsigned>(bytes) + 1);
+}
+
+unsigned doubledCapacity(unsigned capacity, std::size_t bytes) {
+    while (capacity <= bytes) capacity *= 2;
+    return capacity;
+}
+
+KqbString &report(KqbString &string, bool succeeded, bool *error) {
+    if (error != nullptr) *error = !succeeded;
+    return string;
+}
+
+}  // namespace
+
+// --- Records --------------------------------------------------------------------------------------
+
+KqbString::InternalString *KqbString::newString(unsigned int bytes) {
+    void *memory = nullptr;
+    void *text = nullptr;
+    if (!KqbMemPool::getBytes(sizeof(InternalString), &memory)) return nullptr;
+    if (!KqbMemPool::getBytes(bytes + 1, &text)) {
+        KqbMemPool::freeBytes(memory);
+        return nullptr;
+    }
+    auto *const rep = new (memory) InternalString;
+    kqAtomInit(&rep->references, 1);
+    rep->text = static_cast<char *>(text);
+    rep->capacity = bytes + 1;
+    rep->bytes = 0;
+    rep->characters = 0;
+    return rep;
+}
+
+void KqbString::destroy(InternalString *rep) {
+    KqbMemPool::freeBytes(rep->text);
+    KqbMemPool::freeBytes(rep);
+}
+
+void KqbString::replaceString(InternalString *rep) {
+    InternalString *const old = rep_;
+    forget();
+    rep_ = rep;
+    drop(old);
+}
+
+bool KqbString::doAssign(char const *text, int characters, int bytes) {
+    Piece const piece = measure(text, characters, bytes);
+    InternalString *rep = nullptr;
+    if (piece.bytes <= kKqbStringMaxBytes) rep = newString(roundedCapacity(piece.bytes) - 1);
+    if (rep != nullptr) {
+        std::memcpy(rep->text, piece.text, piece.bytes);
+        rep->text[piece.bytes] = '\0';
+        rep->bytes = static_cast<unsigned>(piece.bytes);
+        rep->characters = piece.characters;
+    }
+    replaceString(rep);
+    return rep != nullptr;
+}
+
+bool KqbString::doAppend(char const *text, int characters, int bytes) {
+    Piece const piece = measure(text, characters, bytes);
+    std::size_t const head = byteLength();
+    std::size_t const total = head + piece.bytes;
+    if (piece.bytes > kKqbStringMaxBytes || total > kKqbStringMaxBytes) return false;
+
+    bool const alone = rep_ != nullptr && kqAtomGet(&rep_->references) < 2;
+    InternalString *rep = rep_;
+    if (!alone || total >= rep->capacity) {
+        unsigned const capacity = alone             ? doubledCapacity(rep->capacity, total)
+                                  : rep_ != nullptr ? static_cast<unsigned>(total) + 1
+                                                    : roundedCapacity(total);
+        rep = newString(capacity - 1);
+        if (rep == nullptr) return false;
+        std::memcpy(rep->text, asCstr(), head);
+        rep->characters = length();
+    }
+    std::memcpy(rep->text + head, piece.text, piece.bytes);
+    rep->text[total] = '\0';
+    rep->bytes = static_cast<unsigned>(total);
+    rep->characters += piece.characters;
+    if (rep != rep_) replaceString(rep);
+    return true;
+}
+
+bool KqbString::convertStatic() {
+    KqbString owned;
+    if (!owned.doAssign(borrowed_, static_cast<int>(borrowedChars_),
+                        static_cast<int>(borrowedBytes_))) {
+        return false;
+    }
+    *this = static_cast<KqbString &&>(owned);
+    return true;
+}
+
+bool KqbString::prepWrite() {
+    if (borrowed_ != nullptr) return convertStatic();
+    if (rep_ == nullptr) return doAssign("", 0, 0);
+    if (kqAtomGet(&rep_->references) < 2) return true;
+    InternalString *const own = newString(rep_->bytes);
+    if (own == nullptr) return false;
+    std::memcpy(own->text, rep_->text, rep_->bytes + std::size_t{1});
+    own->bytes = rep_->bytes;
+    own->characters = rep_->characters;
+    replaceString(own);
+    return true;
+}
+
+// --- Making and assigning -------------------------------------------------------------------------
+
+KqbString::KqbString(char const *text, bool borrow) {
+    if (text == nullptr) return;
+    std::size_t const bytes = std::strlen(text);
+    if (bytes > kKqbStringMaxBytes) return;
+    unsigned const characters = np_uchar_length_n(text, bytes);
+    if (borrow) {
+        borrowed_ = text;
+        borrowedChars_ = characters;
+        borrowedBytes_ = static_cast<unsigned>(bytes);
+    } else {
+        doAssign(text, static_cast<int>(characters), static_cast<int>(bytes));
+    }
+}
+
+KqbString &KqbString::operator=(KqbString const &other) noexcept {
+    if (borrowed_ != nullptr && borrowed_ == other.borrowed_) return *this;
+    if (rep_ != nullptr && rep_ == other.rep_) return *this;
+    if (other.rep_ != nullptr) kqAtomAdd(&other.rep_->references, 1);
+    InternalString *const old = rep_;
+    rep_ = other.rep_;
+    borrowed_ = other.borrowed_;
+    borrowedChars_ = other.borrowedChars_;
+    borrowedBytes_ = other.borrowedBytes_;
+    drop(old);
+    return *this;
+}
+
+KqbString &KqbString::operator=(KqbString &&other) noexcept {
+    if (this == &other) return *this;
+    InternalString *const old = rep_;
+    rep_ = other.rep_;
+    borrowed_ = other.borrowed_;
+    borrowedChars_ = other.borrowedChars_;
+    borrowedBytes_ = other.borrowedBytes_;
+    other.forget();
+    drop(old);
+    return *this;
+}
+
+KqbString &KqbString::assign(char const *text) {
+    doAssign(text, -1, -1);
+    return *this;
+}
+
+KqbString &KqbString::assign(char const *text, int count) {
+    doAssign(text, count, -1);
+    return *this;
+}
+
+KqbString &KqbString::assignBytes(char const *text, int maxBytes) {
+    std::size_t size = 0;
+    if (text != nullptr && maxBytes > 0) size = strnlen(text, static_cast<std::size_t>(maxBytes));
+    if (!np_uchar_valid_n(text, size)) {
+        std::size_t whole = 0;
+        int codePoint = 0;
+        while (int const step = np_uchar_toint_n(text + whole, size - whole, &codePoint)) {
+            whole += static_cast<std::size_t>(step);
+        }
+        size = whole;
+    }
+    KqbStringAccess::assign(*this, {text, size});
+    return *this;
+}
+
+KqbString &KqbString::fromUCS2(unsigned short const *text) {
+    int const bytes = text != nullptr ? np_uchar_utf16_to_utf8(text, -1, nullptr, 0) : 0;
+    if (bytes <= 0) return assign("");
+    void *block = nullptr;
+    if (!KqbMemPool::getBytes(static_cast<unsigned>(bytes), &block)) return *this;
+    auto *const converted = static_cast<char *>(block);
+    np_uchar_utf16_to_utf8(text, -1, converted, bytes);
+    doAssign(converted, -1, bytes - 1);
+    KqbMemPool::freeBytes(block);
+    return *this;
+}
+
+void KqbString::setNull() { replaceString(nullptr); }
+
+// --- Appending ------------------------------------------------------------------------------------
+
+KqbString &KqbString::append(KqbString const &other, bool *error) {
+    bool succeeded = true;
+    if (isNull()) {
+        *this = other;
+    } else if (!other.isNull()) {
+        succeeded = doAppend(other.asCstr(), static_cast<int>(other.length()),
+                             static_cast<int>(other.byteLength()));
+    } else if (borrowed_ != nullptr) {
+        succeeded = convertStatic();
+    }
+    return report(*this, succeeded, error);
+}
+
+KqbString &KqbString::append(char const *text, int count, bool *error) {
+    bool succeeded = true;
+    if (isNull()) {
+        succeeded = doAssign(text, count, -1);
+    } else if (count != 0) {
+        succeeded = doAppend(text, count, -1);
+    }
+    return report(*this, succeeded, error);
+}
+
+// Building text from short pieces is what this is used for most: a piece that fits goes straight in
+// while its end is sought. When it is longer the terminator is put back and nothing has happened.
+KqbString &KqbString::append(char const *text, bool *error) {
+    if (text != nullptr && rep_ != nullptr && kqAtomGet(&rep_->references) < 2) {
+        char *const end = rep_->text + rep_->bytes;
+        unsigned const room = std::min(rep_->capacity - rep_->bytes, kShortPiece);
+        unsigned characters = 0;
+        for (unsigned k = 0; k < room; ++k) {
+            char const byte = text[k];
+            end[k] = byte;
+            if (byte == '\0') {
+                rep_->bytes += k;
+                rep_->characters += characters;
+                return report(*this, true, error);
+            }
+            characters += kqbIsContinuation(byte) ? 0U : 1U;
+        }
+        *end = '\0';
+    }
+    bool succeeded = true;
+    if (isNull()) {
+        succeeded = doAssign(text, -1, -1);
+    } else if (text == nullptr) {
+        if (borrowed_ != nullptr) succeeded = convertStatic();
+    } else if (*text != '\0') {
+        succeeded = doAppend(text, -1, -1);
+    }
+    return report(*this, succeeded, error);
+}
+
+// --- The library's own view -----------------------------------------------------------------------
+
+bool KqbStringAccess::assign(KqbString &string, std::string_view bytes) {
+    if (bytes.size() > kKqbStringMaxBytes) {
+        string.setNull();
+        return false;
+    }
+    return string.doAssign(bytes.data(), -1, static_cast<int>(bytes.size()));
+}
+
+bool KqbStringAccess::append(KqbString &string, std::string_view bytes) {
+    if (string.isNull()) return assign(string, bytes);
+    if (bytes.size() > kKqbStringMaxBytes - string.byteLength()) return false;
+    return string.doAppend(bytes.data(), -1, static_cast<int>(bytes.size()));
+}
+
+// --- Other forms ----------------------------------------------------------------------------------
+
+KqUtf8ToUC *KqbString::asUCS2() const {
+    auto *const converter = new (std::nothrow) KqUtf8ToUC;
+    if (converter == nullptr || converter->set(asCstr())) return converter;
+    converter->release();
+    return nullptr;
+}
+
+KqbString kqbGetUUID() {
+    char text[64];
+    KqbString result;
+    if (np_uniq_s64(text, sizeof text) == 0) result.assign(text);
+    return result;
+}

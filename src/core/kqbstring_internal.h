@@ -1,0 +1,41 @@
+// What the library's own code does with strings beyond the public operations.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+#include "kqb/kqbstring.h"
+
+// The longest text; a longer one fails as if memory had run out, so that no 32-bit length wraps.
+constexpr std::size_t kKqbStringMaxBytes = 0x7FFFFFFD;
+
+class KqbStringAccess {
+public:
+    // The bytes of a string, "" for null.
+    static std::string_view view(KqbString const &string) {
+        return {string.asCstr(), string.byteLength()};
+    }
+
+    // An owned copy of exactly these bytes, which need not end in a NUL. False with a null string
+    // when memory ran out.
+    static bool assign(KqbString &string, std::string_view bytes);
+
+    // Appends exactly these bytes; a null string becomes an owner, also of no bytes. False with the
+    // string as it was when memory ran out.
+    static bool append(KqbString &string, std::string_view bytes);
+};
+
+// Whether a byte continues a character of UTF-8.
+inline bool kqbIsContinuation(char byte) {
+    return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
+}
+
+// The part of bytes without white space (Unicode White_Space) at its ends, as KqbString::trim
+// leaves it.
+std::string_view kqbTrimmed(std::string_view bytes);
+
+// Room for any text of kqbDoubleText.
+constexpr std::size_t kKqbDoubleText = 32;
+
+// Writes value as KqbString::assign(double) does, without a NUL. Returns the bytes written.
+std::size_t kqbDoubleText(double value, char *text);

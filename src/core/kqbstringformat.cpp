@@ -1,0 +1,184 @@
+// kqbStringFormat: pieces gather in a buffer on the stack, so most results are built in one go.
+#include "kqb/kqbstringformat.h"
+
+#include <charconv>
+#include <cstring>
+
+#include "core/kqbstring_internal.h"
+
+namespace {
+
+using std::string_view;
+
+class Pieces {
+public:
+    void add(string_view piece) {
+        touched_ = true;
+        if (piece.size() > sizeof buffer_ - used_) {
+            flush();
+            if (piece.size() > sizeof buffer_) {
+                KqbStringAccess::append(result_, piece);
+                return;
+            }
+        }
+        std::memcpy(buffer_ + used_, piece.data(), piece.size());
+        used_ += piece.size();
+    }
+
+    // Room for a number, to be written at the address; wrote() tells its end.
+    char *room() {
+        if (sizeof buffer_ - used_ < kNumberText) flush();
+        return buffer_ + used_;
+    }
+    void wrote(char const *end) {
+        touched_ = true;
+        used_ = static_cast<std::size_t>(end - buffer_);
+    }
+    static constexpr std::size_t kNumberText = kKqbDoubleText;
+
+    // Null when no piece was added.
+    KqbString take() {
+        if (touched_) flush();
+        return static_cast<KqbString &&>(result_);
+    }
+
+private:
+    void flush() {
+        KqbStringAccess::append(result_, {buffer_, used_});
+        used_ = 0;
+    }
+
+    char buffer_[512];
+    std::size_t used_ = 0;
+    bool touched_ = false;
+    KqbString result_;
+};
+
+// Reads a format once. Every function that takes `at`, a place behind a percent sign, answers
+// where the reading goes on.
+class Formatter {
+public:
+    Formatter(KqbFormatArg const *arguments, unsigned count)
+        : next_(arguments), end_(arguments + count) {}
+
+    KqbString run(char const *at) {
+        while (*at != '\0') {
+            char const *const percent = strchrnul(at, '%');
+            if (percent != at) pieces_.add(between(at, percent));
+            at = *percent == '\0' ? percent : convert(percent + 1);
+        }
+        return pieces_.take();
+    }
+
+private:
+    using Kind = KqbFormatArg::Kind;
+
+    static string_view between(char const *from, char const *to) {
+        return {from, static_cast<std::size_t>(to - from)};
+    }
+
+    char const *convert(char const *at) {
+        switch (*at) {
+            case 's':
+                return text(at);
+            case 'S':
+                return string(at);
+            case 'd':
+                return integer(at, at + 1, true);
+            case 'g':
+                return real(at);
+            case 'l':
+                return convertLong(at);
+            case 'I':
+                return convertWide(at);
+            case '%':
+                pieces_.add("%");
+                return at + 1;
+            case '\0':
+                pieces_.add("%");
+                return at;
+            default:
+                pieces_.add(between(at - 1, at + 1));
+                return at + 1;
+        }
+    }
+
+    char const *convertLong(char const *at) {
+        char const *type = at + 1;
+        while (*type == 'l') ++type;
+        if (*type == 'u') return integer(at, type + 1, false);
+        if (*type == 'i' || *type == 'd') return integer(at, type + 1, true);
+        pieces_.add("%l");
+        if (*type == '\0') return type;
+        pieces_.add({type, 1});
+        return type + 1;
+    }
+
+    char const *convertWide(char const *at) {
+        if (std::strncmp(at, "I64i", 4) == 0) return integer(at, at + 4, true);
+        if (std::strncmp(at, "I64u", 4) == 0) return integer(at, at + 4, false);
+        pieces_.add("%");
+        return at + 1;
+    }
+
+    char const *text(char const *at) {
+        KqbFormatArg const *const argument = take(Kind::kText, at, at + 1);
+        if (argument == nullptr) return at + 1;
+        pieces_.add(argument->text() != nullptr ? argument->text() : "");
+        return at + 1;
+    }
+
+    char const *string(char const *at) {
+        KqbFormatArg const *const argument = take(Kind::kString, at, at + 1);
+        if (argument != nullptr && !argument->string().isNull()) {
+            pieces_.add(KqbStringAccess::view(argument->string()));
+        }
+        return at + 1;
+    }
+
+    char const *real(char const *at) {
+        KqbFormatArg const *const argument = take(Kind::kDouble, at, at + 1);
+        if (argument == nullptr) return at + 1;
+        char *const room = pieces_.room();
+        pieces_.wrote(room + kqbDoubleText(argument->real(), room));
+        return at + 1;
+    }
+
+    char const *integer(char const *at, char const *end, bool isSigned) {
+        KqbFormatArg const *const argument = take(Kind::kInteger, at, end);
+        if (argument == nullptr) return end;
+        unsigned long long const bits = argument->integer();
+        bool const isWide = argument->size() > sizeof(int);
+        char *const room = pieces_.room();
+        char *const limit = room + Pieces::kNumberText;
+        if (isSigned) {
+            auto const value = static_cast<long long>(bits);
+            pieces_.wrote(std::to_chars(room, limit, isWide ? value : static_cast<int>(value)).ptr);
+        } else {
+            pieces_.wrote(
+                std::to_chars(room, limit, isWide ? bits : static_cast<unsigned>(bits)).ptr);
+        }
+        return end;
+    }
+
+    // The next argument. When it is missing or of another kind the conversion, from its percent
+    // sign to end, becomes text.
+    KqbFormatArg const *take(Kind kind, char const *at, char const *end) {
+        KqbFormatArg const *const argument = next_ < end_ ? next_++ : nullptr;
+        if (argument != nullptr && argument->kind() == kind) return argument;
+        pieces_.add(between(at - 1, end));
+        return nullptr;
+    }
+
+    KqbFormatArg const *next_;
+    KqbFormatArg const *end_;
+    Pieces pieces_;
+};
+
+}  // namespace
+
+KqbString kqbStringFormatArgs(char const *format, KqbFormatArg const *arguments,
+                              unsigned int count) {
+    if (format == nullptr) return KqbString();
+    return Formatter(arguments, count).run(format);
+}

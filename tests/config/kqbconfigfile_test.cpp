@@ -1,0 +1,307 @@
+#include "kqb/kqbconfigfile.h"
+
+#include <sys/resource.h>
+
+#include <csignal>
+#include <functional>
+#include <random>
+
+#include "config/config_file_model.h"
+#include "config/config_fixture.h"
+#include "support/alloc_faults.h"
+
+namespace {
+
+class ConfigFileTest : public ConfigFixture {
+protected:
+    std::string written(KqbConfigFile &config) {
+        EXPECT_TRUE(config.write(path("out"))) << shown(config.getErrorMessage());
+        return folder_.read("out");
+    }
+};
+
+TEST_F(ConfigFileTest, linesSurvive) {
+    char const *const cases[][2] = {
+        {"", ""},
+        {"a=1\nA=2\n", "A=1\nA=2\n"},
+        {"  key  =  some = thing  ", "key=some = thing\n"},
+        {"# first\n# second\nx=1\n", "# first\n# second\nx=1\n"},
+        {" # c \n\n\t \nplain\n", "# c\n\n\nplain\n"},
+        {"#\nx=1\n#\n", "#\nx=1\n#\n"},
+        {"=v\nk=\n=\n", "=v\nk=\n=\n"},
+        {"# c\n\nx=1\n# d\nplain\ny=2", "# c\n\nx=1\n# d\nplain\ny=2\n"},
+        {"a=1 # no comment\r\nb=\\n\rc=\"q\"\n", "a=1 # no comment\nb=\\n\nc=\"q\"\n"},
+        {"#one\na=1\n#two\nA=2\n", "#one\nA=1\n#two\nA=2\n"},
+        {"\xC3\x84=1\n\xC3\xA4=2\n", "\xC3\xA4=1\n\xC3\xA4=2\n"},
+    };
+    for (auto const &[in, out] : cases) {
+        KqbConfigFile config;
+        ASSERT_TRUE(config.read(file("in", in)));
+        EXPECT_EQ(written(config), out) << in;
+    }
+}
+
+struct Change {
+    char const *in;
+    std::function<void(KqbConfigFile &)> change;
+    char const *out;
+};
+
+TEST_F(ConfigFileTest, changesTouchOnlyTheirOwnLines) {
+    Change const changes[] = {
+        {"# c\nx=1\ny=2\n", [](KqbConfigFile &c) { c.deleteEntry("X"); },
+         "# c\n#-DELETED X=1\ny=2\n"},
+        {"x=1\ny=2\n",
+         [](KqbConfigFile &c) {
+             c.setEntryComment("x", "mine");
+             c.deleteEntry("x");
+         },
+         "#mine\n#-DELETED x=1\ny=2\n"},
+        {"# c\nx=1\ny=2\n",
+         [](KqbConfigFile &c) {
+             c.setEntryComment("x", "");
+             c.deleteEntry("x");
+         },
+         "#-DELETED x=1\ny=2\n"},
+        {"x=1\n", [](KqbConfigFile &c) { c.setEntry("X", "2"); }, "x=2\n"},
+        {"x=1\n",
+         [](KqbConfigFile &c) {
+             c.setEntry("b", "B");
+             c.setEntry("a", "A");
+             c.setEntryComment("a", "one\r\ntwo\nthree");
+         },
+         "x=1\n\n#one\\ntwo\\nthree\na=A\n\nb=B\n"},
+        {"x=1\n",
+         [](KqbConfigFile &c) {
+             c.deleteEntry("x");
+             c.setEntry("X", "2");
+             c.setEntry("gone", "");
+             c.deleteEntry("GONE");
+         },
+         "#-DELETED x=1\n\nX=2\n"},
+        {"a=1\n",
+         [](KqbConfigFile &c) {
+             c.setEntry("k", "old");
+             c.clear();
+             c.setEntry("K", "new");
+         },
+         "\nk=new\n"},
+    };
+    for (Change const &c : changes) {
+        KqbConfigFile config;
+        ASSERT_TRUE(config.read(file("in", c.in)));
+        c.change(config);
+        EXPECT_EQ(written(config), c.out) << c.in;
+    }
+}
+
+TEST_F(ConfigFileTest, deletedMarkBecomesTheNextComment) {
+    KqbConfigFile config;
+    ASSERT_TRUE(config.read(file("in", "#-DELETED x=1\ny=2\n")));
+    EXPECT_EQ(shown(config.getEntryComment("y")), "-DELETED x=1");
+    EXPECT_EQ(shown(config.getEntry("x")), "<null>");
+}
+
+TEST_F(ConfigFileTest, readingMerges) {
+    KqbConfigFile config;
+    ASSERT_TRUE(config.read(file("one", "# c\na=1\nb=1\n# last\n")));
+    config.setEntryComment("b", "mine");
+    config.setEntry("n", "added");
+    ASSERT_TRUE(config.read(file("two", "A=2\nB=2\nN=2\n")));
+    EXPECT_EQ(shown(config.getEntryComment("a")), "");
+    // An added entry has no line of its own, so what it was stands in front of all others.
+    EXPECT_EQ(written(config), "N=added\n# c\nA=1\n#mine\nB=1\n# last\nA=2\nB=2\nN=2\n\nn=2\n");
+}
+
+TEST_F(ConfigFileTest, lookingUp) {
+    KqbConfigFile config;
+    ASSERT_TRUE(config.read(file("in", "# note\\nmore\nPath=1\nb=\n=e\n")));
+    config.setEntry(KqbString(), "null");
+    EXPECT_EQ(config.getEntryCount(), 4);
+    EXPECT_EQ(shown(config.getEntry("PATH")), "1");
+    EXPECT_EQ(shown(config.getEntryComment("path")), " note\nmore");
+    EXPECT_EQ(shown(config.getEntryComment("b")), "");
+    EXPECT_EQ(shown(config.getEntry("b")), "");
+    EXPECT_EQ(shown(config.getEntry("none")), "<null>");
+    EXPECT_EQ(shown(config.getEntryComment("none")), "<null>");
+    char const *const expected[][2] = {{"<null>", "null"}, {"", "e"}, {"b", ""}, {"Path", "1"}};
+    KqbString key;
+    KqbString value;
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_TRUE(config.getEntry(i, &key, &value));
+        EXPECT_EQ(shown(key), expected[i][0]);
+        EXPECT_TRUE(config.getNextEntry(i == 0, &key, &value));
+        EXPECT_EQ(shown(value), expected[i][1]);
+    }
+    for (int i = 0; i < 2; ++i) EXPECT_FALSE(config.getNextEntry(false, &key, &value));
+    EXPECT_EQ(shown(value), "1");
+    for (int index : {-1, 4}) {
+        EXPECT_FALSE(config.getEntry(index, &key, &value));
+        EXPECT_TRUE(key.isNull() && value.isNull());
+        key = value = "full";
+    }
+    EXPECT_TRUE(config.getEntry(3, nullptr, nullptr));
+}
+
+TEST_F(ConfigFileTest, handlesShare) {
+    KqbConfigFile outer;
+    {
+        KqbConfigFile inner;
+        inner.setEntry("a", "1");
+        outer = inner;
+        KqbConfigFile const third(inner);
+        inner = third;
+    }
+    outer = *&outer;
+    EXPECT_EQ(shown(outer.getEntry("a")), "1");
+}
+
+std::string randomText(std::mt19937 &random) {
+    static char const *const pieces[] = {"a=1", "A = 2 ", "b=",      "B=x=#y",    "=empty",
+                                         "c=3", "# one",  "#two\\n", "#\\nthree", "#",
+                                         "",    "  ",     "plain",   "\tC=4",     "#-DELETED a=1"};
+    std::string text;
+    for (unsigned lines = random() % 8; lines > 0; --lines) {
+        text += pieces[random() % std::size(pieces)];
+        if (lines > 1 || random() % 2 == 0) text += '\n';
+    }
+    return text;
+}
+
+void expectSameEntries(KqbConfigFile &config, ConfigFileModel const &model) {
+    ASSERT_EQ(config.getEntryCount(), static_cast<int>(model.entries.size()));
+    int place = 0;
+    for (auto const &[folded, entry] : model.entries) {
+        KqbString key;
+        KqbString value;
+        ASSERT_TRUE(config.getEntry(place++, &key, &value));
+        EXPECT_EQ(key.asCstr(), entry.key);
+        EXPECT_EQ(value.asCstr(), entry.value);
+        EXPECT_EQ(config.getEntryComment(key).asCstr(), entry.comment);
+    }
+}
+
+TEST_F(ConfigFileTest, randomChangesFollowTheRules) {
+    char const *const keys[] = {"a", "A", "b", "B", "c", "d", "D", "e", ""};
+    char const *const comments[] = {"", " set", "two\nlines", "cr\r\nlf\n"};
+    std::mt19937 random(38219);
+    KqbConfigFile config;
+    ConfigFileModel model;
+    std::function<void(char const *, std::string const &)> const changes[] = {
+        [&](char const *, std::string const &text) {
+            ASSERT_TRUE(config.read(file("in", text)));
+            model.read(text);
+        },
+        [&](char const *k, std::string const &text) {
+            std::string const value = text.substr(0, text.find('\n'));
+            config.setEntry(k, value.c_str());
+            model.set(k, value);
+        },
+        [&](char const *k, std::string const &) {
+            config.deleteEntry(k);
+            model.remove(k);
+        },
+        [&](char const *k, std::string const &) {
+            char const *const comment = comments[random() % std::size(comments)];
+            config.setEntryComment(k, comment);
+            model.setComment(k, comment);
+        },
+        [&](char const *, std::string const &) { expectSameEntries(config, model); },
+        [&](char const *, std::string const &) {
+            if (random() % 4 != 0) return;
+            config.clear();
+            model.clear();
+        },
+    };
+    for (int round = 0; round < 200; ++round) {
+        config = KqbConfigFile();
+        model = ConfigFileModel();
+        for (int step = 0; step < 30; ++step) {
+            changes[random() % std::size(changes)](keys[random() % std::size(keys)],
+                                                   randomText(random));
+        }
+        ASSERT_EQ(written(config), model.write()) << "round " << round;
+    }
+}
+
+TEST_F(ConfigFileTest, unreadableFilesLeaveWhatWasThere) {
+    KqbConfigFile config;
+    config.setEntry("a", "1");
+    EXPECT_FALSE(config.read(path("missing")));
+    EXPECT_FALSE(config.getErrorMessage().isNull());
+    EXPECT_FALSE(config.read(string(folder_.path())));
+    EXPECT_FALSE(config.read(KqbString()));
+    EXPECT_EQ(config.getEntryCount(), 1);
+    EXPECT_FALSE(config.read(file("binary", std::string_view("b=2\n#c\nx\0y=3\n", 14))));
+    EXPECT_EQ(written(config), "b=2\n#c\n\na=1\n");
+    EXPECT_FALSE(config.getErrorMessage().isNull());
+    config.clear();
+    EXPECT_TRUE(config.getErrorMessage().isNull());
+}
+
+TEST_F(ConfigFileTest, encodings) {
+    KqbConfigFile config;
+    std::string const wide(
+        "\xFF\xFE"
+        "a\0=\0\xE4\0\n\0",
+        10);
+    ASSERT_TRUE(config.read(file("wide", wide)));
+    EXPECT_EQ(shown(config.getEntry("A")), "\xC3\xA4");
+    ASSERT_TRUE(config.write(path("wide")));
+    EXPECT_EQ(folder_.read("wide"), wide);
+    EXPECT_EQ(written(config), "a=\xC3\xA4\n");
+    // Bytes that are no text are not lost.
+    KqbConfigFile torn;
+    ASSERT_TRUE(torn.read(file("torn", "k=\xFFv\n")));
+    EXPECT_EQ(shown(torn.getEntry("k")), "\xFFv");
+    torn.write(path("torn"));
+    EXPECT_EQ(folder_.read("torn"), "k=\xFFv\n");
+}
+
+TEST_F(ConfigFileTest, fullDiskLeavesTheOldFile) {
+    KqbConfigFile config;
+    for (int i = 0; i < 2000; ++i) config.setEntry(KqbString().assign(i), "some value");
+    KqbString const target = file("target", "old=1\n");
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    rlimit const small{4096, before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &small);
+    bool const isWritten = config.write(target);
+    setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_FALSE(isWritten);
+    EXPECT_FALSE(config.getErrorMessage().isNull());
+    EXPECT_EQ(folder_.read("target"), "old=1\n");
+    EXPECT_EQ(config.getEntryCount(), 2000);
+    EXPECT_FALSE(config.write(path("no/such/folder")));
+    EXPECT_TRUE(config.write(target));
+}
+
+// Every allocation fails in turn: a change is made wholly or not at all.
+TEST_F(ConfigFileTest, withoutMemory) {
+    KqbString const source = file("in", "# c\na=1\nA=2\n# d\\ne\nb=2\n");
+    bool isDone = false;
+    for (long nth = 1; !isDone; ++nth) {
+        KqbConfigFile config;
+        config.setEntry("k", "1");
+        bool isRead = false;
+        AllocFaults::failAt(nth);
+        isRead = config.read(source);
+        config.setEntry("new", "2");
+        config.setEntryComment("k", "comment");
+        config.deleteEntry("A");
+        AllocFaults::off();
+        isDone = !AllocFaults::hit();
+        EXPECT_EQ(config.getErrorMessage().isNull(), isRead);
+        EXPECT_EQ(shown(config.getEntryComment("k")), "comment");
+        std::string const text = written(config);
+        EXPECT_TRUE(text.ends_with("\n#comment\nk=1\n") ||
+                    text.ends_with("\n#comment\nk=1\n\nnew=2\n"))
+            << text;
+        if (isDone) {
+            EXPECT_EQ(text, "# c\nA=1\n#-DELETED A=2\n# d\\ne\nb=2\n\n#comment\nk=1\n\nnew=2\n");
+        }
+    }
+}
+
+}  // namespace

@@ -1,0 +1,333 @@
+#include <fstream>
+
+#include "process/host.h"
+
+namespace {
+
+using StartupTest = HostTest;
+
+TEST_F(StartupTest, laterSourcesWin) {
+    TemporaryFolder user;
+    setenv("E", "environment", 1);
+    setenv("H", "environment", 1);
+    writeAppConfig("A=app\nU=app\nF=app\nD=app\nM=app\nE=app\nH=app\n");
+    user.write("app.cfg", "U=user\nF=user\n");
+    home_.write("etc/staged.cfg", "F=staged\nD=staged\n");
+    home_.write("etc/macros/one.CFG", "D=directory\nM=directory\n");
+    home_.write("etc/macros/two.txt", "D=no\n");
+    home_.write("etc/macros.cfg", "M=macros\nE=macros\n");
+    std::string const absolute = user.write("elsewhere.cfg", "X=absolute\n");
+    ASSERT_EQ(initialize(), "");
+    kqbStartupSetUserPath(user.path().c_str());
+    EXPECT_EQ(kqbStartupAddConfigFile("staged.cfg", nullptr), 0);
+    EXPECT_EQ(kqbStartupAddConfigFile(absolute.c_str(), nullptr), 0);
+    EXPECT_EQ(kqbStartupAddConfigFile("missing.cfg", nullptr), 0);
+    EXPECT_EQ(kqbStartupAddOption("h", "host", nullptr), 0);
+    ASSERT_EQ(startup(), "");
+    std::pair<char const *, char const *> const expected[] = {
+        {"A", "app"},    {"U", "user"},        {"F", "staged"}, {"D", "directory"},
+        {"M", "macros"}, {"E", "environment"}, {"H", "host"},   {"X", "absolute"}};
+    for (auto const &[key, value] : expected) EXPECT_EQ(option(key), value) << key;
+    EXPECT_EQ(option("BASE/REPOS_USER_PATH"), user.path("repositories"));
+    EXPECT_EQ(option("BASE/PLUGIN_PATH"), KQB_TEST_BIN);
+    kqbShutdown();
+    EXPECT_TRUE(logged("Read failed due to missing file or possibly invalid content in '" +
+                       home_.path("etc/missing.cfg") + "'"));
+    EXPECT_TRUE(logged("Reading configuration file '" + absolute + "'"));
+    unsetenv("E");
+    unsetenv("H");
+}
+
+TEST_F(StartupTest, stagingKeepsOrderAndCase) {
+    ASSERT_EQ(initialize(), "");
+    for (char const *path : {"one", "two", "three"}) kqbStartupAddConfigFile(path, nullptr);
+    kqbStartupAddOption("Key", "1", nullptr);
+    kqbStartupAddOption("KEY", "2", nullptr);
+    kqbStartupAddOption("Null", nullptr, nullptr);
+    KqbConfigOptions *const files = kqbGetConfigOptions(".@=Files=@.");
+    ASSERT_EQ(files->getOptionCount(), 4);
+    KqbString key;
+    KqbString value;
+    files->getOptionAt(0, &key, &value, false);
+    EXPECT_STREQ(key.asCstr(), "FileCount");
+    EXPECT_STREQ(value.asCstr(), "3");
+    files->getOptionAt(3, &key, &value, false);
+    EXPECT_STREQ(key.asCstr(), "FilePrefix_0003");
+    EXPECT_STREQ(value.asCstr(), "three");
+    KqbConfigOptions *const options = kqbGetConfigOptions(".@=CommandArgs=@.");
+    ASSERT_EQ(options->getOptionCount(), 2);
+    options->getOptionAt(0, &key, &value, false);
+    EXPECT_STREQ(key.asCstr(), "Key");
+    EXPECT_STREQ(value.asCstr(), "2");
+    std::string const path(300, 'p');
+    kqbStartupSetUserPath(path.c_str());
+    EXPECT_EQ(kqbStartupGetUserPath(), path.substr(0, 259));
+}
+
+TEST_F(StartupTest, homesThatAreNone) {
+    EXPECT_EQ(startup(), "The library is not initialized.");
+    EXPECT_EQ(kqbStartupAddOption("a", "b", nullptr), 1);
+    unsetenv("KQEXEC_HOME");
+    ASSERT_EQ(initialize(), "");
+    EXPECT_EQ(startup(), "The 'KQEXEC_HOME' environment variable is not set");
+    EXPECT_EQ(kqbGetBootLevel(), 1);
+    std::string const file = home_.write("file", "not a home");
+    useHome(file);
+    EXPECT_NE(startup(), "");
+    kqbShutdown();
+    TemporaryFolder empty;
+    useHome(empty.path());
+    ASSERT_EQ(initialize(), "");
+    EXPECT_EQ(startup(),
+              "Error message database or one of its components is not found: " + empty.path());
+    kqbShutdown();
+    useHome(home_.path());
+    bringUp();  // nothing of the wrong homes is left
+    EXPECT_EQ(option("BASE/MESSAGE_PATH"), home_.path("share/msg"));
+}
+
+TEST_F(StartupTest, aHomeWithoutEtcIsItsOwnConfiguration) {
+    std::filesystem::remove_all(home_.path("etc"));
+    home_.write("app.cfg", "WHERE=home\n");
+    bringUp();
+    EXPECT_EQ(option("WHERE"), "home");
+    EXPECT_EQ(option("BASE/MACROS_PATH"), home_.path("macros"));
+}
+
+TEST_F(StartupTest, applicationConfigurationsOfEveryKind) {
+    using namespace std::string_literals;
+    struct {
+        char const *what;
+        std::string content;
+        char const *value;  // of the option A
+        bool read;
+    } const cases[] = {
+        {"UTF-16 with a mark",
+         "\xFF\xFE"
+         "A\0=\0\xE4\0\n\0"s,
+         "\xC3\xA4", true},
+        {"invalid UTF-8", "A=\xFFx\n", "\xFFx", true},
+        {"binary",
+         "A=1\n\x7F"
+         "ELF\0\0\0"s,
+         "<none>", false},
+        {"a mark and CR LF",
+         "\xEF\xBB\xBF"
+         "A=1\r\nB=2\r\n",
+         "1", true},
+        {"no entry", "just text\n# comment", "<none>", true},
+    };
+    for (auto const &c : cases) {
+        home_.write("etc/app.cfg", c.content);
+        ASSERT_EQ(initialize(), "");
+        kqbStartupAddOption("BASE/LOGCONFIG_PATH", home_.path("etc/log.properties").c_str(),
+                            nullptr);
+        ASSERT_EQ(startup(), "") << c.what;
+        EXPECT_EQ(option("A"), c.value) << c.what;
+        kqbShutdown();
+        EXPECT_EQ(logged("Read failed due to missing file"), !c.read) << c.what;
+        std::filesystem::remove(home_.path("kqb.log"));
+    }
+    std::filesystem::remove(home_.path("etc/app.cfg"));
+    std::filesystem::create_directory(home_.path("etc/app.cfg"));
+    bringUp();
+}
+
+TEST_F(StartupTest, aLineOf100Megabytes) {
+    writeAppConfig("BIG=" + std::string(100'000'000, 'x') + "\nAFTER=1\n");
+    bringUp();
+    EXPECT_EQ(option("AFTER"), "1");
+    EXPECT_EQ(kqbGetOption(nullptr, "BIG", nullptr, 0), -100'000'001);
+}
+
+TEST_F(StartupTest, loggingConfigurationsThatAreNone) {
+    std::string const missing = home_.path("nowhere.properties");
+    std::string const empty = home_.write("empty.properties", "");
+    std::string const wrong = home_.write("wrong.properties", "log4cplus.rootLogger=TRACE, NONE\n");
+    std::pair<std::string, std::string> const cases[] = {
+        {missing, "Logging configuration file " + missing + " does not exist."},
+        {empty, "Logging configuration file " + empty + " does not exist."},
+        {home_.path(), "Logging configuration file " + home_.path() + " does not exist."},
+        {wrong, "Failed to configure logging."},
+    };
+    for (auto const &[path, text] : cases) {
+        home_.write("etc/app.cfg", "BASE/LOGCONFIG_PATH=" + path + "\n");
+        ASSERT_EQ(initialize(), "");
+        EXPECT_EQ(startup(), text);
+        EXPECT_EQ(kqbGetBootLevel(), 1);
+        writeAppConfig("");
+        EXPECT_EQ(startup(), "");
+        kqbShutdown();
+    }
+}
+
+TEST_F(StartupTest, effectiveOptionsAreLoggedMasked) {
+    writeAppConfig(
+        "BASE/AUTH_SERVER_PASS=secret1\nMetaPass=secret2\n"
+        "BASE/AUTH_SERVER_LOC=srv;user=a;PASS=secret3,x\nPLAIN=seen\n");
+    bringUp();
+    kqbShutdown();
+    for (char const *line :
+         {"BASE/AUTH_SERVER_PASS=********\n", "MetaPass=********\n",
+          "BASE/AUTH_SERVER_LOC=srv;user=a;PASS=********,x\n", "PLAIN=seen\n",
+          "Effective options:\n", "KQEXEC_HOME=", "Failed to set authenticating server location (",
+          "SSPI is disabled"}) {
+        EXPECT_TRUE(logged(line)) << line;
+    }
+    EXPECT_FALSE(logged("secret"));
+}
+
+TEST_F(StartupTest, maskingAsTabled) {
+    ASSERT_EQ(initialize(), "");
+    struct {
+        char const *key, *value, *shown;
+    } const cases[] = {
+        {"base/auth_server_loc", "x;pass=a/b", "x;pass=********/b"},
+        {"BASE/AUTH_SERVER_LOC", "pass=a;pass=b", "pass=a;pass=b"},
+        {"BASE/AUTH_SERVER_LOC", "ä;Pass=b", "ä;Pass=********"},
+        {"BASE/AUTH_SERVER_LOC", "nothing", "nothing"},
+        {"metapass", "", "********"},
+        {"OTHER", "pass=x,pass=y", "pass=x,pass=y"},
+    };
+    for (auto const &c : cases) {
+        EXPECT_STREQ(kqbMaskOptionValue(c.key, c.value).asCstr(), c.shown) << c.value;
+    }
+}
+
+TEST_F(StartupTest, baseSettings) {
+    setenv("TEMP", "/tmp", 1);
+    std::filesystem::create_directories(home_.path("suite/bin"));
+    std::filesystem::create_directories(home_.path("suite/lib"));
+    writeAppConfig("BASE/EXE_PATH=" + home_.path("suite/BIN/") +
+                   "\nBASE/SORTTEMP=/nowhere\n"
+                   "BASE/AUTH_DEFAULT_DOMAIN=CORP\nBASE/AUTH_SERVER_SSPI=on\n");
+    bringUp();
+    std::pair<char const *, std::string> const expected[] = {
+        {"BASE/TEMP", "/tmp"},
+        {"BASE/SHARED_OUTPUT_PATH", "/tmp"},
+        {"BASE/LIBRARY_PATH", home_.path("suite/lib")},
+        {"BASE/REPOS_SYS_PATH", home_.path("etc/repositories")},
+        {"BASE/MESSAGE_PATH", home_.path("share/msg")},
+        {"KQEXEC_HOME", home_.path()},
+    };
+    for (auto const &[key, value] : expected) EXPECT_EQ(option(key), value) << key;
+    EXPECT_STREQ(getenv("AUTH_DEFAULT_DOMAIN"), "CORP");
+    kqbShutdown();
+    EXPECT_EQ(getenv("AUTH_DEFAULT_DOMAIN"), nullptr);
+    EXPECT_TRUE(logged("SSPI is enabled"));
+    EXPECT_TRUE(logged("Failed to set MX Utility path, '"));
+}
+
+TEST_F(StartupTest, libraryPathIsDerived) {
+    std::filesystem::create_directories(home_.path("both/bin"));
+    std::filesystem::create_directories(home_.path("both/lib"));
+    std::filesystem::create_directories(home_.path("tools/lib"));
+    std::filesystem::create_directories(home_.path("none/bin"));
+    std::pair<std::string, std::string> const cases[] = {
+        {home_.path("both/bin"), home_.path("both/lib")},
+        {home_.path("tools"), home_.path("tools/lib")},
+        {home_.path("none/bin"), home_.path("none")},
+        {home_.path("cabin"), home_.path("cabin")},
+        {"/bin", "/bin"},
+    };
+    for (auto const &[executables, libraries] : cases) {
+        writeAppConfig("BASE/EXE_PATH=" + executables + "\n");
+        bringUp();
+        EXPECT_EQ(option("BASE/LIBRARY_PATH"), libraries) << executables;
+        kqbShutdown();
+    }
+}
+
+TEST_F(StartupTest, dateOptions) {
+    struct {
+        char const *format;
+        bool milliseconds;
+    } const cases[] = {{"iso8601", true}, {"ISO8601_No_Milli", false}};
+    for (auto const &c : cases) {
+        writeAppConfig(std::string("BASE/TIME_BASE=gmt\nBASE/DATE_FORMAT=") + c.format + "\n");
+        bringUp();
+        double const utc = KqbDate::currentDate(true).asDouble();
+        EXPECT_NEAR(KqbDate::currentDate(false).asDouble(), utc, 1.0 / 1440);
+        kqbShutdown();
+        EXPECT_EQ(logged("ISO8601 date format will be used"), c.milliseconds);
+        EXPECT_EQ(logged("ISO8601 without milleseconds date format will be used"), !c.milliseconds);
+        std::filesystem::remove(home_.path("kqb.log"));
+    }
+}
+
+TEST_F(StartupTest, messageLocaleComesFromTheHostFirst) {
+    writeAppConfig("BASE/MESSAGE_LOCALE=de_AT\n");
+    bringUp();
+    std::string const german = kqb_get_message(KQB_BASE_SERVICES, 444, "test").asCstr();
+    kqbShutdown();
+    setenv("VANTOREX_ERROR_LOCALE", "en", 1);
+    bringUp();
+    std::string const english = kqb_get_message(KQB_BASE_SERVICES, 444, "test").asCstr();
+    EXPECT_NE(german, english);
+    EXPECT_TRUE(kqbSetMessageLocale("de"));
+    EXPECT_EQ(kqb_get_message(KQB_BASE_SERVICES, 444, "test").asCstr(), german);
+}
+
+TEST_F(StartupTest, messagePathFromTheHostWins) {
+    setenv("VANTOREX_ERROR_LOCATION", KQB_TEST_HOME "/share/msg", 1);
+    std::filesystem::remove(home_.path("share/msg"));
+    writeAppConfig("BASE/MESSAGE_PATH=/nowhere\n");
+    bringUp();
+    EXPECT_EQ(option("BASE/MESSAGE_PATH"), KQB_TEST_HOME "/share/msg");
+    kqbShutdown();
+    EXPECT_STREQ(getenv("VANTOREX_ERROR_LOCATION"), KQB_TEST_HOME "/share/msg");
+}
+
+TEST_F(StartupTest, dependencyLibrariesThatAreNone) {
+    struct {
+        char const *folder;
+        char const *text;
+        bool known;  // its start-up function
+    } const cases[] = {
+        {"kqbdeps_missing", "Error loading dependency library", false},
+        {"kqbdeps_no_entry", "Failed to find dependency startup/shutdown/interface functions",
+         false},
+        {"kqbdeps_failing", "Dependency startup failed", true},
+    };
+    writeAppConfig("");
+    for (auto const &c : cases) {
+        std::string const program = std::string(KQB_TEST_PLUGINS "/") + c.folder + "/host";
+        ASSERT_EQ(initialize(program.c_str()), "") << c.folder;
+        EXPECT_EQ(startup(), c.text) << c.folder;
+        EXPECT_EQ(kqbGetBootLevel(), 1);
+        EXPECT_EQ(startup(KQB_STARTUP_TOLERANT), "") << c.folder;
+        EXPECT_EQ(kqbGetBootLevel(), 2);
+        kqbShutdown();
+        EXPECT_EQ(logged("startup func was not registered"), !c.known) << c.folder;
+    }
+    bringUp();
+}
+
+TEST_F(StartupTest, theDependencyLibraryTakesPart) {
+    writeAppConfig("");
+    bringUp();
+    kqbShutdown();
+    EXPECT_TRUE(logged("KQ.Deps "));
+}
+
+TEST_F(StartupTest, tenThousandVariables) {
+    for (int i = 0; i < 10000; ++i) {
+        setenv(("KQB_V" + std::to_string(i)).c_str(), std::to_string(i).c_str(), 1);
+    }
+    setenv("KQB_LONG", std::string(8000, 'x').c_str(), 1);
+    writeAppConfig("");
+    bringUp();
+    EXPECT_EQ(option("kqb_v9999"), "9999");
+    EXPECT_EQ(option("KQB_LONG").size(), 8000U);
+}
+
+TEST_F(StartupTest, startingAgainMergesAgain) {
+    writeAppConfig("A=1\nB=1\n");
+    bringUp();
+    writeAppConfig("A=2\n");
+    ASSERT_EQ(startup(), "");
+    EXPECT_EQ(option("A"), "2");
+    EXPECT_EQ(option("B"), "1");
+}
+
+}  // namespace

@@ -1,0 +1,175 @@
+"""Tests of the command-line tool: what it prints, its exit codes, what it refuses.
+
+Usage: kqb_tool_test.py TOOL HOME [unittest argument]...
+"""
+
+import json
+import os
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+OK, FAILURE, USAGE, NOT_FOUND = range(4)
+tool, home = sys.argv[1:3]
+
+
+def run(*arguments, env=None, stdout=subprocess.PIPE):
+    inherited = {name: value for name, value in os.environ.items() if name != "KQEXEC_HOME"}
+    return subprocess.run(
+        [tool, *arguments],
+        env={**inherited, **(env or {})},
+        stdout=stdout,
+        stderr=subprocess.PIPE,
+        timeout=60,
+        check=False,
+    )
+
+
+class ToolTest(unittest.TestCase):
+    def check(self, expected, *arguments, code=OK, env=None):
+        result = run(*arguments, env=env)
+        self.assertEqual((code, expected.encode()), (result.returncode, result.stdout), arguments)
+        # Whoever fails says why, and nobody else says anything.
+        self.assertEqual(code != OK, result.stderr.startswith(b"kqb: "), result.stderr)
+
+
+class UsageTest(ToolTest):
+    def test_command_lines_that_are_not_understood(self):
+        for arguments in (
+            [],
+            ["nothing"],
+            ["config"],
+            ["config", "get", "file"],
+            ["options", "--set", "KEY"],
+            ["options", "--set", "=value"],
+            ["options", "--home", "/nowhere"],
+            ["message", "many"],
+            ["message", *"012345678901"],
+        ):
+            self.check("", *arguments, code=USAGE)
+
+    def test_help_lists_exit_codes(self):
+        for command in ([], ["options"], ["option"], ["config"], ["config", "set"], ["message"]):
+            result = run(*command, "--help")
+            self.assertEqual(OK, result.returncode)
+            self.assertIn(b"Exit codes:", result.stdout)
+
+    def test_full_output_is_a_failure(self):
+        with open("/dev/full", "wb") as full:
+            result = run("option", "BASE/TEMP", "--home", home, stdout=full)
+        self.assertEqual(FAILURE, result.returncode)
+
+
+class OptionsTest(ToolTest):
+    def options(self, *arguments, env=None):
+        result = run("options", "--json", "--home", home, *arguments, env=env)
+        self.assertEqual(OK, result.returncode, result.stderr)
+        return {option["key"]: option["value"] for option in json.loads(result.stdout)}
+
+    def test_home(self):
+        self.check("", "option", "BASE/TEMP", code=FAILURE)
+        self.check("/tmp\n", "option", "base/temp", env={"KQEXEC_HOME": home})
+        other = {"KQEXEC_HOME": "/nowhere"}
+        self.check("/tmp\n", "option", "BASE/TEMP", "--home", home, env=other)
+
+    def test_sources_override_each_other(self):
+        with tempfile.TemporaryDirectory() as user:
+            Path(user, "app.cfg").write_text("FROM=user\n", encoding="utf-8")
+            staged = Path(user, "staged.cfg")
+            staged.write_text("FROM=staged\n", encoding="utf-8")
+            base = ["option", "FROM", "--home", home, "--user", user]
+            self.check("user\n", *base)
+            base += ["--config", "staged.cfg"]
+            self.check("staged\n", *base)
+            self.check("environment\n", *base, env={"FROM": "environment"})
+            base += ["--set", "FROM=x", "--set", "From=[a,b]"]
+            self.check("[a,b]\n", *base, env={"FROM": "environment"})
+
+    def test_expansion(self):
+        base = ["option", "X", "--home", home, "--set", "Y=1"]
+        self.check("a%%Y%%\n", *base, "--set", "X=a%%Y%%")
+        self.check("a1\n", *base, "--set", "X=a%%Y%%", "--expand")
+        for endless in ("X=%%X%%", "X=%%NOWHERE%%"):
+            self.check("", *base, "--set", endless, "--expand", code=NOT_FOUND)
+        self.check("", "option", "NOWHERE", "--home", home, code=NOT_FOUND)
+
+    def test_passwords_are_masked_also_where_references_carry_them(self):
+        secrets = ["METAPASS=s3cret", "BASE/AUTH_SERVER_LOC=srv;user=a;pass=s3cret,x"]
+        carrier = "DSN=user;%%METAPASS%%"
+        arguments = [part for text in [*secrets, carrier] for part in ("--set", text)]
+        for expand, dsn in ((), "user;%%METAPASS%%"), (("--expand",), "user;********"):
+            options = self.options(*arguments, *expand)
+            self.assertEqual("********", options["METAPASS"])
+            self.assertEqual("srv;user=a;pass=********,x", options["BASE/AUTH_SERVER_LOC"])
+            self.assertEqual(dsn, options["DSN"])
+            self.assertNotIn("s3cret", str(options))
+
+    def test_json_holds_any_bytes(self):
+        options = self.options(env={b"BYTES": b'\xffa"\n\xc3\xa9'})
+        self.assertEqual('\ufffda"\né', options["BYTES"])
+
+
+class ConfigTest(ToolTest):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.path = Path(folder.name, "a.cfg")
+
+    def config(self, command, *arguments, expected="", code=OK):
+        self.check(expected, "config", command, str(self.path), *arguments, code=code)
+
+    def test_changes_keep_the_rest(self):
+        self.path.write_text("# hand\n\nplain\n# why\nKey = 1\nOther=2\n", encoding="utf-8")
+        self.config("get", "KEY", expected="1\n")
+        self.config("comment", "key", expected=" why\n")
+        self.config("set", "key", "-5")
+        self.config("comment", "other", "one\ntwo")
+        self.config("set", "New", "a = b")
+        self.config("delete", "Key")
+        self.config("list", expected="New=a = b\nOther=2\n")
+        self.assertEqual(
+            "# hand\n\nplain\n# why\n#-DELETED Key=-5\n#one\\ntwo\nOther=2\n\nNew=a = b\n",
+            self.path.read_text(encoding="utf-8"),
+        )
+
+    def test_list_as_json(self):
+        self.path.write_bytes(b"#\xff\nb=2\na=\n")
+        result = run("config", "list", str(self.path), "--json")
+        expected = [
+            {"key": "a", "value": "", "comment": ""},
+            {"key": "b", "value": "2", "comment": "\ufffd"},
+        ]
+        self.assertEqual(expected, json.loads(result.stdout))
+
+    def test_what_cannot_be_done_leaves_the_file(self):
+        self.config("set", "k", "v", code=FAILURE)
+        self.assertFalse(self.path.exists())
+        self.config("set", "k", "v", "--create")
+        for command, *arguments in ("get", "x"), ("delete", "x"), ("comment", "x", "c"):
+            self.config(command, *arguments, code=NOT_FOUND)
+        for key, value in ("a=b", "v"), ("#a", "v"), (" a", "v"), ("a", "v "), ("a", "v\nb=c"):
+            self.config("set", key, value, code=USAGE)
+        self.config("comment", "k", "a\rb=c", code=USAGE)
+        self.assertEqual("\nk=v\n", self.path.read_text(encoding="utf-8"))
+
+
+class MessageTest(ToolTest):
+    def message(self, expected, *arguments, code=OK):
+        self.check(expected, "message", "--home", home, *arguments, code=code)
+
+    def test_texts(self):
+        self.message("There is not enough memory\n", "444")
+        self.message("Der Speicher reicht nicht aus\n", "444", "--locale", "de_AT")
+        self.message("The file '[a,b]' could not be read: -5\n", "97", "[a,b]", "-5")
+        self.message("The file '' could not be read: \n", "97")
+
+    def test_missing(self):
+        self.message("", "99999", code=NOT_FOUND)
+        self.message("", "444", "--catalog", "Nothing", code=NOT_FOUND)
+        self.message("", "444", "--locale", "!!", code=USAGE)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])

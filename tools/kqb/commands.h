@@ -1,0 +1,13 @@
+// The commands of the tool, one file per group.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+// options, option: the effective options after start-up (options_commands.cpp).
+void addOptionsCommands(CLI::App &tool);
+
+// config list, get, set, comment, delete: one configuration file (config_commands.cpp).
+void addConfigCommands(CLI::App &tool);
+
+// message: the text of a catalogue message (message_command.cpp).
+void addMessageCommand(CLI::App &tool);

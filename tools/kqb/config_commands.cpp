@@ -1,0 +1,164 @@
+#include <filesystem>
+#include <memory>
+
+#include "commands.h"
+#include "kqb/kqbconfigfile.h"
+#include "library.h"
+#include "output.h"
+
+namespace {
+
+using nlohmann::ordered_json;
+
+struct ConfigArguments {
+    std::string file;
+    std::string key;
+    std::string text;  // a value or a comment
+    bool hasText = false;
+    bool create = false;
+    bool json = false;
+};
+
+KqbConfigFile readFile(ConfigArguments const &arguments) {
+    KqbConfigFile file;
+    if (arguments.create && !std::filesystem::exists(arguments.file)) return file;
+    if (!file.read(arguments.file.c_str()))
+        throw Failure(kLibraryFailure, toText(file.getErrorMessage()));
+    return file;
+}
+
+void writeFile(KqbConfigFile &file, ConfigArguments const &arguments) {
+    if (!file.write(arguments.file.c_str()))
+        throw Failure(kLibraryFailure, toText(file.getErrorMessage()));
+}
+
+KqbString findEntry(KqbConfigFile &file, ConfigArguments const &arguments) {
+    KqbString value = file.getEntry(arguments.key.c_str());
+    if (value.isNull())
+        throw Failure(kNotFound,
+                      "there is no entry '" + arguments.key + "' in '" + arguments.file + "'");
+    return value;
+}
+
+void listEntries(ConfigArguments const &arguments) {
+    InitializedLibrary const library;
+    KqbConfigFile file = readFile(arguments);
+    ordered_json list = ordered_json::array();
+    KqbString key, value;
+    for (bool more = file.getNextEntry(true, &key, &value); more;
+         more = file.getNextEntry(false, &key, &value)) {
+        if (arguments.json)
+            list.push_back({{"key", toJson(key)},
+                            {"value", toJson(value)},
+                            {"comment", toJson(file.getEntryComment(key))}});
+        else
+            printLine(toText(key) + "=" + toText(value));
+    }
+    if (arguments.json) printJson(list);
+}
+
+void getEntry(ConfigArguments const &arguments) {
+    InitializedLibrary const library;
+    KqbConfigFile file = readFile(arguments);
+    printLine(toText(findEntry(file, arguments)));
+}
+
+// A line has no quoting: what would read back as something else is refused.
+void checkReadable(char const *what, std::string const &text, char const *forbidden) {
+    if (text.find_first_of(forbidden) != std::string::npos)
+        throw Failure(kUsage, std::string(what) + " '" + text +
+                                  "' holds a character that a line cannot keep");
+    if (KqbString trimmed(text.c_str()); trimmed.trim() > 0)
+        throw Failure(kUsage,
+                      std::string(what) + " '" + text + "' begins or ends with white space");
+}
+
+void setEntry(ConfigArguments const &arguments) {
+    InitializedLibrary const library;
+    checkReadable("key", arguments.key, "=\r\n");
+    checkReadable("value", arguments.text, "\r\n");
+    if (!arguments.key.empty() && arguments.key.front() == '#')
+        throw Failure(kUsage, "key '" + arguments.key + "' would read as a comment");
+    KqbConfigFile file = readFile(arguments);
+    file.setEntry(arguments.key.c_str(), arguments.text.c_str());
+    writeFile(file, arguments);
+}
+
+void commentEntry(ConfigArguments const &arguments) {
+    InitializedLibrary const library;
+    KqbConfigFile file = readFile(arguments);
+    findEntry(file, arguments);
+    if (!arguments.hasText) {
+        printLine(toText(file.getEntryComment(arguments.key.c_str())));
+        return;
+    }
+    if (arguments.text.find('\r') != std::string::npos)
+        throw Failure(kUsage, "a comment cannot keep a carriage return");
+    file.setEntryComment(arguments.key.c_str(), arguments.text.c_str());
+    writeFile(file, arguments);
+}
+
+void deleteEntry(ConfigArguments const &arguments) {
+    InitializedLibrary const library;
+    KqbConfigFile file = readFile(arguments);
+    findEntry(file, arguments);
+    file.deleteEntry(arguments.key.c_str());
+    writeFile(file, arguments);
+}
+
+using Action = void (*)(ConfigArguments const &);
+
+struct ConfigCommand {
+    CLI::App *app;
+    std::shared_ptr<ConfigArguments> arguments;
+};
+
+ConfigCommand addCommand(CLI::App &config, char const *name, char const *help, Action action) {
+    auto arguments = std::make_shared<ConfigArguments>();
+    CLI::App *const app = config.add_subcommand(name, help);
+    app->add_option("FILE", arguments->file, "Configuration file")->required()->type_name("");
+    app->callback([arguments, action] { action(*arguments); });
+    return {app, arguments};
+}
+
+ConfigCommand addKeyCommand(CLI::App &config, char const *name, char const *help, Action action) {
+    ConfigCommand command = addCommand(config, name, help, action);
+    command.app->add_option("KEY", command.arguments->key, "Key of the entry, in any letter case")
+        ->required()
+        ->type_name("");
+    return command;
+}
+
+}  // namespace
+
+void addConfigCommands(CLI::App &tool) {
+    CLI::App *const config = tool.add_subcommand(
+        "config", "Read and change a configuration file, keeping everything else in it");
+    config->require_subcommand(1);
+
+    ConfigCommand const list =
+        addCommand(*config, "list", "List the entries, KEY=VALUE in key order", listEntries);
+    list.app->add_flag("--json", list.arguments->json, "Print JSON, comments included");
+
+    addKeyCommand(*config, "get", "Print the value of an entry", getEntry);
+
+    ConfigCommand const set =
+        addKeyCommand(*config, "set", "Change the value of an entry or add one", setEntry);
+    set.app->add_option("VALUE", set.arguments->text, "Value")->required()->type_name("");
+    set.app->add_flag("--create", set.arguments->create, "Make the file if there is none");
+
+    ConfigCommand const comment = addKeyCommand(
+        *config, "comment", "Print the comment of an entry, or change it", commentEntry);
+    comment.app
+        ->add_option_function<std::string>(
+            "TEXT",
+            [arguments = comment.arguments](std::string const &text) {
+                arguments->text = text;
+                arguments->hasText = true;
+            },
+            "The new comment; empty removes it")
+        ->type_name("");
+
+    addKeyCommand(*config, "delete", "Remove an entry, leaving it in the file as a comment",
+                  deleteEntry);
+}

@@ -1,0 +1,95 @@
+#include <memory>
+
+#include "commands.h"
+#include "kqb/kqbconfigoptions.h"
+#include "library.h"
+#include "output.h"
+
+namespace {
+
+using nlohmann::ordered_json;
+
+struct OptionsArguments {
+    StartOptions start;
+    std::string key;
+    bool expand = false;
+    bool json = false;
+};
+
+// Values are masked before references are replaced, or a reference would carry a password into
+// another option's value: that takes a registry of its own, since the default one is in use.
+KqbConfigOptions *maskedOptions() {
+    KqbConfigOptions *const masked = kqbGetConfigOptions("kqb options");
+    KqbConfigOptions *const options = kqbGetConfigOptions("");
+    if (masked == nullptr || options == nullptr) throw Failure(kLibraryFailure, "out of memory");
+    KqbString key, value;
+    for (int i = 0; options->getOptionAt(i, &key, &value, false); ++i) {
+        if (!masked->setOption(key, kqbMaskOptionValue(key, value)))
+            throw Failure(kLibraryFailure, "out of memory");
+    }
+    return masked;
+}
+
+void listOptions(OptionsArguments const &arguments) {
+    StartedLibrary const library(arguments.start);
+    KqbConfigOptions *const options = maskedOptions();
+    ordered_json list = ordered_json::array();
+    KqbString key, value;
+    for (int i = 0; options->getOptionAt(i, &key, &value, arguments.expand); ++i) {
+        value = kqbMaskOptionValue(key, value);  // a password may stand in what was inserted
+        if (arguments.json)
+            list.push_back({{"key", toJson(key)}, {"value", toJson(value)}});
+        else
+            printLine(toText(key) + "=" + toText(value));
+    }
+    if (arguments.json) printJson(list);
+}
+
+KqbString findOption(OptionsArguments const &arguments) {
+    KqbConfigOptions *const options = kqbGetConfigOptions("");
+    KqbString const key(arguments.key.c_str());
+    KqbString value;
+    if (!options->getOption(key, &value, false))
+        throw Failure(kNotFound, "there is no option '" + arguments.key + "'");
+    if (arguments.expand && !options->getOption(key, &value, true))
+        throw Failure(kNotFound,
+                      "option '" + arguments.key +
+                          "' refers to an unknown option or to itself: " + toText(value));
+    return value;
+}
+
+void showOption(OptionsArguments const &arguments) {
+    StartedLibrary const library(arguments.start);
+    KqbString const value = findOption(arguments);
+    if (arguments.json)
+        printJson({{"key", arguments.key}, {"value", toJson(value)}});
+    else
+        printLine(toText(value));
+}
+
+void addCommonOptions(CLI::App &command, OptionsArguments &arguments) {
+    command.add_flag("--expand", arguments.expand, "Replace references %%KEY%% by their values");
+    command.add_flag("--json", arguments.json, "Print JSON");
+    addStartOptions(command, arguments.start);
+}
+
+}  // namespace
+
+void addOptionsCommands(CLI::App &tool) {
+    auto const list = std::make_shared<OptionsArguments>();
+    CLI::App *const listing =
+        tool.add_subcommand("options",
+                            "List the effective options after start-up, KEY=VALUE in the order in "
+                            "which they were set; passwords are masked");
+    addCommonOptions(*listing, *list);
+    listing->callback([list] { listOptions(*list); });
+
+    auto const show = std::make_shared<OptionsArguments>();
+    CLI::App *const showing = tool.add_subcommand(
+        "option", "Print the value of one option after start-up, passwords included");
+    showing->add_option("KEY", show->key, "Key of the option, in any letter case")
+        ->required()
+        ->type_name("");
+    addCommonOptions(*showing, *show);
+    showing->callback([show] { showOption(*show); });
+}
