@@ -1,5 +1,5 @@
-// The pool against general allocators, each behind a pair of function pointers. The allocators are
-// loaded side by side, so that none of them replaces another.
+// The pool against general allocators. These are loaded side by side, so that none of them replaces
+// another, and called through pointers, as the pool is through the shared library's table.
 #include <dlfcn.h>
 
 #include <algorithm>
@@ -20,12 +20,15 @@ struct Allocator {
     void (*give)(void *);
 };
 
-void *poolTake(std::size_t size) {
-    void *block;
-    KqbMemPool::getBytes(static_cast<unsigned>(size), &block);
-    return block;
-}
-void poolGive(void *block) { KqbMemPool::freeBytes(block); }
+struct Pool {
+    char const *name = "kqb";
+    static void *take(std::size_t size) {
+        void *block;
+        KqbMemPool::getBytes(static_cast<unsigned>(size), &block);
+        return block;
+    }
+    static void give(void *block) { KqbMemPool::freeBytes(block); }
+};
 
 Allocator load(char const *name, char const *library, char const *take, char const *give) {
     void *const handle = dlopen(library, RTLD_NOW | RTLD_LOCAL | RTLD_DEEPBIND);
@@ -37,7 +40,8 @@ Allocator load(char const *name, char const *library, char const *take, char con
             reinterpret_cast<void (*)(void *)>(dlsym(handle, give))};
 }
 
-void pair(benchmark::State &state, Allocator const &allocator, std::size_t size) {
+template <class Any>
+void pair(benchmark::State &state, Any const &allocator, std::size_t size) {
     for (auto _ : state) {
         void *const block = allocator.take(size);
         benchmark::DoNotOptimize(block);
@@ -46,7 +50,8 @@ void pair(benchmark::State &state, Allocator const &allocator, std::size_t size)
 }
 
 // A thousand blocks of up to `largest` bytes, freed in random order.
-void thousand(benchmark::State &state, Allocator const &allocator, unsigned largest) {
+template <class Any>
+void thousand(benchmark::State &state, Any const &allocator, unsigned largest) {
     constexpr std::size_t kCount = 1000;
     std::mt19937 random(static_cast<unsigned>(state.thread_index()) + 1);
     std::array<std::size_t, kCount> sizes;
@@ -68,7 +73,8 @@ void thousand(benchmark::State &state, Allocator const &allocator, unsigned larg
 }
 
 // Batches of blocks made by one thread and freed by another.
-void handOver(benchmark::State &state, Allocator const &allocator) {
+template <class Any>
+void handOver(benchmark::State &state, Any const &allocator) {
     constexpr std::size_t kBatch = 512;
     using Batch = std::array<void *, kBatch>;
     std::array<Batch, 8> ring;
@@ -101,7 +107,8 @@ void handOver(benchmark::State &state, Allocator const &allocator) {
     state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(kBatch));
 }
 
-void registerAll(Allocator const &allocator) {
+template <class Any>
+void registerAll(Any const &allocator) {
     std::string const peer = std::string("/") + allocator.name;
     for (std::size_t size : {16, 64, 256, 1024}) {
         for (int threads : {1, 2}) {
@@ -130,8 +137,8 @@ void registerAll(Allocator const &allocator) {
 
 int main(int argc, char **argv) {
     Library const library;
-    registerAll({"kqb", poolTake, poolGive});
-    registerAll({"glibc", std::malloc, std::free});
+    registerAll(Pool{});
+    registerAll(Allocator{"glibc", std::malloc, std::free});
     registerAll(load("tcmalloc", "libtcmalloc_minimal.so.4", "tc_malloc", "tc_free"));
     registerAll(load("jemalloc", "libjemalloc.so.2", "malloc", "free"));
     registerAll(load("mimalloc", "libmimalloc.so.2", "mi_malloc", "mi_free"));

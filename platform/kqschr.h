@@ -8,6 +8,8 @@
 // - Null text is empty text. Sizes and offsets are bytes, counts and positions are characters.
 // - Functions ending in _n take a text by its size and do not look for a NUL.
 // - Everything is independent of the locale and of the thread; nothing throws.
+// - Order and case mapping cannot fail: without memory for their tables they answer the same, more
+//   slowly.
 #pragma once
 
 #include <cstddef>
@@ -69,7 +71,8 @@ std::uint64_t np_uchar_ihash_n(char const *text, std::size_t size);
 // The lower-case or upper-case form by Unicode's full mapping, root locale. Writes at most limit
 // bytes, the NUL included, when out is not null; the text is cut at a character boundary if it
 // does not fit. Returns the bytes of the whole mapped text without the NUL. out null: measures
-// only. Ill-formed bytes are copied as they are.
+// only, and so does a limit of 0 or less. Ill-formed bytes are copied as they are. out must not
+// overlap text.
 std::size_t np_uchar_lower(char const *text, char *out, long limit);
 std::size_t np_uchar_upper(char const *text, char *out, long limit);
 std::size_t np_uchar_lower_n(char const *text, std::size_t size, char *out, long limit);

@@ -9,12 +9,12 @@ using namespace kqschr;
 namespace {
 
 // NUL-terminated text is taken in pieces, so that each byte is still near when it is looked at
-// again and a position early in a long text costs little.
-constexpr std::size_t kPiece = 4096;
+// again. To seek they grow, so that a position early in a long text costs little.
+constexpr std::size_t kPiece = 16384;
 constexpr std::size_t kFirstPiece = 64;
 
 char const *seekInPieces(char const *text, std::size_t count) {
-    for (std::size_t piece = kFirstPiece;; piece = kPiece) {
+    for (std::size_t piece = kFirstPiece;; piece *= 2) {
         std::size_t const size = strnlen(text, piece);
         std::size_t const at = findLead(text, size, count);
         if (at < size) return text + at;

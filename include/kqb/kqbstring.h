@@ -89,7 +89,11 @@ public:
     // string becomes an owner even for count 0. Null text is empty.
     KqbString &append(char const *text, int count, bool *error = nullptr);
     // The whole text. Null text: a null string becomes empty, others keep their text.
-    KqbString &append(char const *text, bool *error = nullptr);
+    KqbString &append(char const *text, bool *error = nullptr) {
+        if (!appendByte(text)) return appendAny(text, error);
+        if (error != nullptr) *error = false;
+        return *this;
+    }
 
     // --- Looking ------------------------------------------------------------------------------
 
@@ -175,6 +179,7 @@ private:
     }
     static void destroy(InternalString *rep);
     static InternalString *newString(unsigned int bytes);
+    static InternalString *makeString(char const *text, std::size_t bytes, unsigned int characters);
 
     void forget() {
         rep_ = nullptr;
@@ -183,9 +188,28 @@ private:
     }
     unsigned int byteLength() const { return cStrSize() - 1; }
 
+    // Text is built a character at a time more often than in any other way: a text of a single byte
+    // that fits goes straight in. False when it is anything else.
+    bool appendByte(char const *text) {
+        InternalString *const rep = rep_;
+        if (text == nullptr || rep == nullptr || kqAtomGet(&rep->references) > 1) return false;
+        bool const isContinuation = (static_cast<unsigned char>(text[0]) & 0xC0) == 0x80;
+        unsigned int const bytes = rep->bytes;
+        if (text[0] == '\0' || text[1] != '\0' || isContinuation || bytes + 1 >= rep->capacity) {
+            return false;
+        }
+        rep->bytes = bytes + 1;
+        char *const end = rep->text + bytes;
+        end[0] = text[0];
+        end[1] = '\0';
+        rep->characters += 1;
+        return true;
+    }
+
     void replaceString(InternalString *rep);
     bool doAssign(char const *text, int characters, int bytes);
     bool doAppend(char const *text, int characters, int bytes);
+    KqbString &appendAny(char const *text, bool *error);
     bool prepWrite();
     bool convertStatic();
     int keepPart(char const *start, unsigned int bytes);

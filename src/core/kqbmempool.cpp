@@ -11,6 +11,7 @@
 #include "kqb/kqbmempool.h"
 
 #include <atomic>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -47,7 +48,7 @@ constexpr unsigned kBlockSizes[kClasses] = {16, 64, 256, kLargestBlock};
 constexpr unsigned kMagazineSizes[kClasses] = {1024, 1024, 512, 128};
 constexpr std::size_t kHeapHeader = 8;
 
-// Counters in the order of the statistics.
+// Counters in the order of the statistics, behind those of the requests by class.
 constexpr unsigned kUnmanaged = kClasses;
 constexpr unsigned kFrees = kClasses + 1;
 constexpr unsigned kCounters = kClasses + 2;
@@ -86,26 +87,46 @@ struct alignas(256) SizeClass {
     dkAStack *emptyMagazines() { return &stacks[2]; }
     dkAStack stacks[3];
 };
-static_assert((sizeof(SizeClass) & (sizeof(SizeClass) - 1)) == 0);
+constexpr int kClassShift = 8;
+static_assert(sizeof(SizeClass) == 1U << kClassShift);
 
 struct Pool {
     SizeClass classes[kClasses];
     std::atomic<unsigned> ended[kCounters];  // what threads counted that are gone
 };
 
-// One class of one thread: the loaded magazine as pointers, for the fast path.
+// Written by one thread, read by any.
+struct Counter {
+    std::atomic<unsigned> value;
+    void raise() {
+        value.store(value.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    }
+    unsigned get() const { return value.load(std::memory_order_relaxed); }
+};
+
+// One class of one thread: the loaded magazine as pointers, and counters, for the fast path.
 struct ThreadClass {
     void **top;
     void **base;
     void **limit;
-    Magazine *loaded;
-    Magazine *spare;
+    Counter requests;
+    Counter frees;
+
+    // The magazine that base points into; null before there is one.
+    Magazine *loaded() const {
+        if (base == nullptr) return nullptr;
+        return reinterpret_cast<Magazine *>(reinterpret_cast<char *>(base) -
+                                            offsetof(Magazine, blocks));
+    }
+    unsigned count() const { return static_cast<unsigned>(top - base); }
 };
+static_assert(sizeof(ThreadClass) == 32);
 
 // Plain data, zero at thread start, so that reaching it costs no check.
 struct ThreadCache {
     ThreadClass classes[kClasses];
-    std::atomic<unsigned> counters[kCounters];  // written by their thread only
+    Magazine *spares[kClasses];
+    Counter unmanaged;
     ThreadCache *next;
     ThreadCache *previous;
     bool attached;
@@ -113,7 +134,9 @@ struct ThreadCache {
 
 __attribute__((tls_model("initial-exec"))) constinit thread_local ThreadCache tCache{};
 
-Pool *gPool = nullptr;
+// The pool has its place all along, so that a free needs no look at a pointer to know a class.
+alignas(Pool) unsigned char gPoolStorage[sizeof(Pool)];
+Pool *gPool = nullptr;  // gPoolStorage while the pool is up
 kqLock *gPoolLock = nullptr;
 unsigned gStartCount = 0;
 int gThreadSlot = -1;
@@ -126,11 +149,6 @@ ThreadCache *gThreads = nullptr;
 
 inline unsigned classOf(unsigned size) {
     return unsigned{size > 16} + unsigned{size > 64} + unsigned{size > 256};
-}
-
-inline void count(unsigned counter) {
-    std::atomic<unsigned> &value = tCache.counters[counter];
-    value.store(value.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
 }
 
 inline void handOut([[maybe_unused]] void *block, [[maybe_unused]] unsigned size) {
@@ -166,16 +184,15 @@ void deleteMagazines(dkAStack *stack) {
 }
 
 void load(ThreadClass &own, Magazine *magazine, unsigned index) {
-    own.loaded = magazine;
     own.base = magazine->blocks;
     own.top = own.base + magazine->count;
     own.limit = own.base + kMagazineSizes[index];
 }
 
 void swapMagazines(ThreadClass &own, unsigned index) {
-    own.loaded->count = static_cast<unsigned>(own.top - own.base);
-    Magazine *const other = own.spare;
-    own.spare = own.loaded;
+    Magazine *const other = tCache.spares[index];
+    tCache.spares[index] = own.loaded();
+    own.loaded()->count = own.count();
     load(own, other, index);
 }
 
@@ -199,8 +216,13 @@ void unlink(ThreadCache *cache) {
 }
 
 void clear(ThreadCache *cache) {
-    for (ThreadClass &own : cache->classes) own = ThreadClass{};
-    for (auto &counter : cache->counters) counter.store(0, std::memory_order_relaxed);
+    for (ThreadClass &own : cache->classes) {
+        own.top = own.base = own.limit = nullptr;
+        own.requests.value.store(0, std::memory_order_relaxed);
+        own.frees.value.store(0, std::memory_order_relaxed);
+    }
+    for (Magazine *&spare : cache->spares) spare = nullptr;
+    cache->unmanaged.value.store(0, std::memory_order_relaxed);
     cache->next = cache->previous = nullptr;
     cache->attached = false;
 }
@@ -211,6 +233,14 @@ void giveMagazineBack(SizeClass &sizeClass, Magazine *magazine) {
                  magazine);
 }
 
+unsigned countedBy(ThreadCache const &cache, unsigned counter) {
+    if (counter < kClasses) return cache.classes[counter].requests.get();
+    if (counter == kUnmanaged) return cache.unmanaged.get();
+    unsigned frees = 0;
+    for (ThreadClass const &own : cache.classes) frees += own.frees.get();
+    return frees;
+}
+
 // Runs when a thread ends: what it kept goes to the classes.
 void detachThread(void *value) {
     auto *cache = static_cast<ThreadCache *>(value);
@@ -218,13 +248,12 @@ void detachThread(void *value) {
     if (!cache->attached) return;
     for (unsigned i = 0; i < kClasses; ++i) {
         ThreadClass &own = cache->classes[i];
-        if (own.loaded != nullptr) own.loaded->count = static_cast<unsigned>(own.top - own.base);
-        giveMagazineBack(gPool->classes[i], own.loaded);
-        giveMagazineBack(gPool->classes[i], own.spare);
+        if (own.base != nullptr) own.loaded()->count = own.count();
+        giveMagazineBack(gPool->classes[i], own.loaded());
+        giveMagazineBack(gPool->classes[i], cache->spares[i]);
     }
     for (unsigned i = 0; i < kCounters; ++i) {
-        gPool->ended[i].fetch_add(cache->counters[i].load(std::memory_order_relaxed),
-                                  std::memory_order_relaxed);
+        gPool->ended[i].fetch_add(countedBy(*cache, i), std::memory_order_relaxed);
     }
     unlink(cache);
     clear(cache);
@@ -242,7 +271,7 @@ bool attachThread() {
 }
 
 bool ensureMagazine(ThreadClass &own, unsigned index) {
-    if (own.loaded != nullptr) return true;
+    if (own.base != nullptr) return true;
     if (!attachThread()) return false;
     Magazine *const magazine = obtainEmpty(index);
     if (magazine == nullptr) return false;
@@ -295,8 +324,9 @@ void *takeLoose(SizeClass &sizeClass) {
 bool refill(ThreadClass &own, unsigned index) {
     SizeClass &sizeClass = gPool->classes[index];
     if (void *const full = dkAStackPop(sizeClass.fullMagazines())) {
-        own.loaded->count = 0;
-        dkAStackPush(sizeClass.emptyMagazines(), own.loaded);
+        Magazine *const empty = own.loaded();
+        empty->count = 0;
+        dkAStackPush(sizeClass.emptyMagazines(), empty);
         load(own, static_cast<Magazine *>(full), index);
         return true;
     }
@@ -329,10 +359,11 @@ void *popOrRefill(ThreadClass &own, unsigned index, bool magazine) {
     return refill(own, index) ? *--own.top : nullptr;
 }
 
-__attribute__((noinline)) void *obtainSlow(unsigned index) {
+void *obtainSlow(unsigned index) {
     ThreadClass &own = tCache.classes[index];
     bool const magazine = ensureMagazine(own, index);
-    if (magazine && own.spare != nullptr && own.spare->count > 0) {
+    Magazine const *const spare = tCache.spares[index];
+    if (magazine && spare != nullptr && spare->count > 0) {
         swapMagazines(own, index);
         return *--own.top;
     }
@@ -347,23 +378,39 @@ __attribute__((noinline)) void *obtainSlow(unsigned index) {
     return block;
 }
 
-// Keeps block although the loaded magazine is full or missing.
-__attribute__((noinline)) void keepSlow(void *block, unsigned index) {
-    SizeClass &sizeClass = gPool->classes[index];
-    ThreadClass &own = tCache.classes[index];
-    if (own.loaded == nullptr) {
-        if (!ensureMagazine(own, index))
-            return dkAStackPush(sizeClass.freeBlocks(), headerOf(block));
-    } else if (own.spare != nullptr && own.spare->count == 0) {
-        swapMagazines(own, index);
-    } else {
+// Puts an empty magazine in the loaded one's place, which is full or missing.
+bool loadEmpty(ThreadClass &own, unsigned index) {
+    if (own.base == nullptr) return ensureMagazine(own, index);
+    Magazine *&spare = tCache.spares[index];
+    if (spare == nullptr || spare->count > 0) {
         Magazine *const empty = obtainEmpty(index);
-        if (empty == nullptr) return dkAStackPush(sizeClass.freeBlocks(), headerOf(block));
-        giveMagazineBack(sizeClass, own.spare);
-        own.spare = empty;
-        swapMagazines(own, index);
+        if (empty == nullptr) return false;
+        giveMagazineBack(gPool->classes[index], spare);
+        spare = empty;
     }
-    *own.top++ = block;
+    swapMagazines(own, index);
+    return true;
+}
+
+// Keeps a block although the loaded magazine is full or missing.
+__attribute__((noinline)) void keepSlow(void *block, unsigned index) {
+    if (gPool == nullptr) return;  // its memory went with the pool
+    ThreadClass &own = tCache.classes[index];
+    if (loadEmpty(own, index)) {
+        *own.top++ = block;
+    } else {
+        dkAStackPush(gPool->classes[index].freeBlocks(), headerOf(block));
+    }
+    own.frees.raise();
+}
+
+// Frees what belongs to no class: the heap's blocks, and what nobody should have passed.
+__attribute__((noinline)) void freeForeign(void *block, std::uintptr_t owner) {
+    if (owner == 0) {
+        delete[](static_cast<char *>(block) - kHeapHeader);
+    } else {
+        kqbAssertFailure("mempool free", "kqbmempool", 278);
+    }
 }
 
 bool exhausted() {
@@ -378,7 +425,20 @@ bool getUnmanaged(unsigned size, void **out) {
     std::memset(memory, 0, kHeapHeader);
     *out = memory + kHeapHeader;
     attachThread();
-    count(kUnmanaged);
+    tCache.unmanaged.raise();
+    return true;
+}
+
+__attribute__((noinline)) bool getSlow(unsigned size, void **out) {
+    *out = nullptr;
+    if (size > kLargestBlock) return getUnmanaged(size, out);
+    if (gPool == nullptr) return false;
+    unsigned const index = classOf(size);
+    void *const block = obtainSlow(index);
+    tCache.classes[index].requests.raise();
+    if (block == nullptr) return exhausted();
+    handOut(block, size);
+    *out = block;
     return true;
 }
 
@@ -411,9 +471,9 @@ void forgetThreads() {
     std::lock_guard const guard(gThreadsMutex);
     while (ThreadCache *const cache = gThreads) {
         for (ThreadClass &own : cache->classes) {
-            ::operator delete(own.loaded);
-            ::operator delete(own.spare);
+            ::operator delete(own.loaded());
         }
+        for (Magazine *spare : cache->spares) ::operator delete(spare);
         unlink(cache);
         clear(cache);
     }
@@ -424,7 +484,6 @@ void destroyPool() {
         forgetThreads();
         for (SizeClass &sizeClass : gPool->classes) stopClass(sizeClass);
     }
-    delete gPool;
     gPool = nullptr;
     kqLockDestroy(gPoolLock);
     gPoolLock = nullptr;
@@ -433,8 +492,8 @@ void destroyPool() {
 bool buildPool() {
     if (gThreadSlot < 0) gThreadSlot = kqThreadSlotCreate(detachThread);
     gPoolLock = kqLockCreate(0, 0);
-    gPool = new (std::nothrow) Pool{};
-    if (gPoolLock == nullptr || gPool == nullptr) return false;
+    if (gPoolLock == nullptr) return false;
+    gPool = new (gPoolStorage) Pool{};
     for (unsigned i = 0; i < kClasses; ++i) {
         if (!startClass(gPool->classes[i], kBlockSizes[i])) return false;
     }
@@ -444,7 +503,7 @@ bool buildPool() {
 unsigned sumCounter(unsigned counter) {
     unsigned sum = gPool->ended[counter].load(std::memory_order_relaxed);
     for (ThreadCache *cache = gThreads; cache != nullptr; cache = cache->next) {
-        sum += cache->counters[counter].load(std::memory_order_relaxed);
+        sum += countedBy(*cache, counter);
     }
     return sum;
 }
@@ -470,47 +529,39 @@ void kqbMemPoolStop() {
 }
 
 bool KqbMemPool::getBytes(unsigned int size, void **out) {
-    *out = nullptr;
-    if (size > kLargestBlock) return getUnmanaged(size, out);
-    unsigned const index = classOf(size);
-    ThreadClass &own = tCache.classes[index];
-    void *block;
-    if (own.top != own.base) [[likely]] {
-        block = *--own.top;
-    } else {
-        if (gPool == nullptr) return false;
-        block = obtainSlow(index);
+    if (size <= kLargestBlock) [[likely]] {
+        ThreadClass &own = tCache.classes[classOf(size)];
+        void **const top = own.top;
+        if (top != own.base) [[likely]] {
+            void *const block = top[-1];
+            own.top = top - 1;
+            own.requests.raise();
+            handOut(block, size);
+            *out = block;
+            return true;
+        }
     }
-    count(index);
-    if (block == nullptr) return exhausted();
-    handOut(block, size);
-    *out = block;
-    return true;
+    return getSlow(size, out);
 }
 
 void KqbMemPool::freeBytes(void *block) {
-    if (block == nullptr) return;
+    if (block == nullptr) [[unlikely]]
+        return;
     std::uintptr_t owner;
     std::memcpy(&owner, static_cast<char *>(block) - sizeof owner, sizeof owner);
-    if (owner == 0) {
-        delete[](static_cast<char *>(block) - kHeapHeader);
-        return;
-    }
-    std::uintptr_t const offset = owner - reinterpret_cast<std::uintptr_t>(gPool);
-    if (gPool == nullptr || offset >= sizeof(Pool::classes) || offset % sizeof(SizeClass) != 0)
-        [[unlikely]] {
-        kqbAssertFailure("mempool free", "kqbmempool", 278);
-        return;
-    }
-    auto const index = static_cast<unsigned>(offset / sizeof(SizeClass));
+    // Bits that are no multiple of a class's size come out on top, so one comparison tells all.
+    std::uintptr_t const index =
+        std::rotr(owner - reinterpret_cast<std::uintptr_t>(gPoolStorage), kClassShift);
+    if (index >= kClasses) [[unlikely]]
+        return freeForeign(block, owner);
     takeBack(block, kBlockSizes[index]);
     ThreadClass &own = tCache.classes[index];
-    if (own.top != own.limit) [[likely]] {
-        *own.top++ = block;
-    } else {
-        keepSlow(block, index);
-    }
-    count(kFrees);
+    void **const top = own.top;
+    if (top == own.limit) [[unlikely]]
+        return keepSlow(block, static_cast<unsigned>(index));
+    *top = block;
+    own.top = top + 1;
+    own.frees.raise();
 }
 
 char *KqbMemPool::getStats() {

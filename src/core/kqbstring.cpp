@@ -5,7 +5,6 @@
 // assigned or appended, and a failure leaves the string as it was.
 #include "kqb/kqbstring.h"
 
-#include <algorithm>
 #include <bit>
 #include <cstring>
 #include <new>
@@ -17,9 +16,6 @@
 #include "platform/kqssys.h"
 
 namespace {
-
-// Appended byte by byte; the time of calls pays off only for more.
-constexpr unsigned kShortPiece = 16;
 
 struct Piece {
     char const *text;
@@ -67,7 +63,7 @@ KqbString &report(KqbString &string, bool succeeded, bool *error) {
 
 // --- Records --------------------------------------------------------------------------------------
 
-KqbString::InternalString *KqbString::newString(unsigned int bytes) {
+[[gnu::flatten]] KqbString::InternalString *KqbString::newString(unsigned int bytes) {
     void *memory = nullptr;
     void *text = nullptr;
     if (!KqbMemPool::getBytes(sizeof(InternalString), &memory)) return nullptr;
@@ -84,7 +80,7 @@ KqbString::InternalString *KqbString::newString(unsigned int bytes) {
     return rep;
 }
 
-void KqbString::destroy(InternalString *rep) {
+[[gnu::flatten]] void KqbString::destroy(InternalString *rep) {
     KqbMemPool::freeBytes(rep->text);
     KqbMemPool::freeBytes(rep);
 }
@@ -96,18 +92,22 @@ void KqbString::replaceString(InternalString *rep) {
     drop(old);
 }
 
+KqbString::InternalString *KqbString::makeString(char const *text, std::size_t bytes,
+                                                 unsigned int characters) {
+    if (bytes > kKqbStringMaxBytes) return nullptr;
+    InternalString *const rep = newString(roundedCapacity(bytes) - 1);
+    if (rep == nullptr) return nullptr;
+    std::memcpy(rep->text, text, bytes);
+    rep->text[bytes] = '\0';
+    rep->bytes = static_cast<unsigned>(bytes);
+    rep->characters = characters;
+    return rep;
+}
+
 bool KqbString::doAssign(char const *text, int characters, int bytes) {
     Piece const piece = measure(text, characters, bytes);
-    InternalString *rep = nullptr;
-    if (piece.bytes <= kKqbStringMaxBytes) rep = newString(roundedCapacity(piece.bytes) - 1);
-    if (rep != nullptr) {
-        std::memcpy(rep->text, piece.text, piece.bytes);
-        rep->text[piece.bytes] = '\0';
-        rep->bytes = static_cast<unsigned>(piece.bytes);
-        rep->characters = piece.characters;
-    }
-    replaceString(rep);
-    return rep != nullptr;
+    replaceString(makeString(piece.text, piece.bytes, piece.characters));
+    return rep_ != nullptr;
 }
 
 bool KqbString::doAppend(char const *text, int characters, int bytes) {
@@ -163,14 +163,13 @@ bool KqbString::prepWrite() {
 KqbString::KqbString(char const *text, bool borrow) {
     if (text == nullptr) return;
     std::size_t const bytes = std::strlen(text);
-    if (bytes > kKqbStringMaxBytes) return;
     unsigned const characters = np_uchar_length_n(text, bytes);
-    if (borrow) {
+    if (!borrow) {
+        rep_ = makeString(text, bytes, characters);
+    } else if (bytes <= kKqbStringMaxBytes) {
         borrowed_ = text;
         borrowedChars_ = characters;
         borrowedBytes_ = static_cast<unsigned>(bytes);
-    } else {
-        doAssign(text, static_cast<int>(characters), static_cast<int>(bytes));
     }
 }
 
@@ -263,30 +262,12 @@ KqbString &KqbString::append(char const *text, int count, bool *error) {
     return report(*this, succeeded, error);
 }
 
-// Building text from short pieces is what this is used for most: a piece that fits goes straight in
-// while its end is sought. When it is longer the terminator is put back and nothing has happened.
-KqbString &KqbString::append(char const *text, bool *error) {
-    if (text != nullptr && rep_ != nullptr && kqAtomGet(&rep_->references) < 2) {
-        char *const end = rep_->text + rep_->bytes;
-        unsigned const room = std::min(rep_->capacity - rep_->bytes, kShortPiece);
-        unsigned characters = 0;
-        for (unsigned k = 0; k < room; ++k) {
-            char const byte = text[k];
-            end[k] = byte;
-            if (byte == '\0') {
-                rep_->bytes += k;
-                rep_->characters += characters;
-                return report(*this, true, error);
-            }
-            characters += kqbIsContinuation(byte) ? 0U : 1U;
-        }
-        *end = '\0';
-    }
+KqbString &KqbString::appendAny(char const *text, bool *error) {
     bool succeeded = true;
     if (isNull()) {
         succeeded = doAssign(text, -1, -1);
     } else if (text == nullptr) {
-        if (borrowed_ != nullptr) succeeded = convertStatic();
+        succeeded = borrowed_ == nullptr || convertStatic();
     } else if (*text != '\0') {
         succeeded = doAppend(text, -1, -1);
     }

@@ -14,25 +14,38 @@ class Pieces {
 public:
     void add(string_view piece) {
         touched_ = true;
-        if (piece.size() > sizeof buffer_ - used_) {
+        if (piece.size() > room()) {
             flush();
-            if (piece.size() > sizeof buffer_) {
+            if (piece.size() > room()) {
                 KqbStringAccess::append(result_, piece);
                 return;
             }
         }
-        std::memcpy(buffer_ + used_, piece.data(), piece.size());
-        used_ += piece.size();
+        std::memcpy(end_, piece.data(), piece.size());
+        end_ += piece.size();
+    }
+
+    // Adds what stands in front of the next percent sign or the end, and returns that place.
+    // Literal text between conversions is short as a rule, so bytes are taken one by one.
+    char const *addLiteral(char const *at) {
+        while (*at != '%' && *at != '\0') {
+            if (room() == 0) flush();
+            char *out = end_;
+            while (*at != '%' && *at != '\0' && out != buffer_ + sizeof buffer_) *out++ = *at++;
+            end_ = out;
+            touched_ = true;
+        }
+        return at;
     }
 
     // Room for a number, to be written at the address; wrote() tells its end.
-    char *room() {
-        if (sizeof buffer_ - used_ < kNumberText) flush();
-        return buffer_ + used_;
+    char *numberRoom() {
+        if (room() < kNumberText) flush();
+        return end_;
     }
-    void wrote(char const *end) {
+    void wrote(char *end) {
         touched_ = true;
-        used_ = static_cast<std::size_t>(end - buffer_);
+        end_ = end;
     }
     static constexpr std::size_t kNumberText = kKqbDoubleText;
 
@@ -43,13 +56,15 @@ public:
     }
 
 private:
+    std::size_t room() const { return static_cast<std::size_t>(buffer_ + sizeof buffer_ - end_); }
+
     void flush() {
-        KqbStringAccess::append(result_, {buffer_, used_});
-        used_ = 0;
+        KqbStringAccess::append(result_, {buffer_, static_cast<std::size_t>(end_ - buffer_)});
+        end_ = buffer_;
     }
 
     char buffer_[512];
-    std::size_t used_ = 0;
+    char *end_ = buffer_;
     bool touched_ = false;
     KqbString result_;
 };
@@ -63,9 +78,8 @@ public:
 
     KqbString run(char const *at) {
         while (*at != '\0') {
-            char const *const percent = strchrnul(at, '%');
-            if (percent != at) pieces_.add(between(at, percent));
-            at = *percent == '\0' ? percent : convert(percent + 1);
+            at = pieces_.addLiteral(at);
+            if (*at == '%') at = convert(at + 1);
         }
         return pieces_.take();
     }
@@ -139,7 +153,7 @@ private:
     char const *real(char const *at) {
         KqbFormatArg const *const argument = take(Kind::kDouble, at, at + 1);
         if (argument == nullptr) return at + 1;
-        char *const room = pieces_.room();
+        char *const room = pieces_.numberRoom();
         pieces_.wrote(room + kqbDoubleText(argument->real(), room));
         return at + 1;
     }
@@ -149,7 +163,7 @@ private:
         if (argument == nullptr) return end;
         unsigned long long const bits = argument->integer();
         bool const isWide = argument->size() > sizeof(int);
-        char *const room = pieces_.room();
+        char *const room = pieces_.numberRoom();
         char *const limit = room + Pieces::kNumberText;
         if (isSigned) {
             auto const value = static_cast<long long>(bits);
