@@ -29,11 +29,11 @@ void glibParse(benchmark::State &state) {
 BENCHMARK(glibParse)->Name("date from ISO text/GDateTime");
 
 void kqbCompose(benchmark::State &state) {
-    int day = 1;
+    int parts[] = {2017, 5, 5, 9, 3, 7, 250};
     KqbDate date;
     for (auto _ : state) {
-        benchmark::DoNotOptimize(day);
-        date.assign(2017, 5, day, 9, 3, 7, 250);
+        benchmark::DoNotOptimize(parts);
+        date.assign(parts[0], parts[1], parts[2], parts[3], parts[4], parts[5], parts[6]);
         benchmark::DoNotOptimize(date);
     }
 }
@@ -42,15 +42,19 @@ BENCHMARK(kqbCompose)->Name("compose a date/kqb");
 // The same work: parts checked, then one number.
 void hinnantCompose(benchmark::State &state) {
     using namespace std::chrono;
-    int day = 1;
+    int parts[] = {2017, 5, 5, 9, 3, 7, 250};
     for (auto _ : state) {
-        benchmark::DoNotOptimize(day);
-        date::year_month_day const ymd{date::year(2017), date::month(5),
-                                       date::day(static_cast<unsigned>(day))};
+        benchmark::DoNotOptimize(parts);
+        date::year_month_day const ymd{date::year(parts[0]),
+                                       date::month(static_cast<unsigned>(parts[1])),
+                                       date::day(static_cast<unsigned>(parts[2]))};
         double number = 0;
-        if (ymd.ok()) {
-            auto const moment =
-                date::sys_days(ymd) + hours(9) + minutes(3) + seconds(7) + milliseconds(250);
+        bool const ok = ymd.ok() && parts[3] >= 0 && parts[3] < 24 && parts[4] >= 0 &&
+                        parts[4] < 60 && parts[5] >= 0 && parts[5] < 60 && parts[6] >= 0 &&
+                        parts[6] < 1000;
+        if (ok) {
+            auto const moment = date::sys_days(ymd) + hours(parts[3]) + minutes(parts[4]) +
+                                seconds(parts[5]) + milliseconds(parts[6]);
             number = static_cast<double>(moment.time_since_epoch().count()) / 86400000.0;
         }
         benchmark::DoNotOptimize(number);

@@ -34,12 +34,14 @@ std::string keyOf(int i) {
 }
 std::string valueOf(int i) { return "the value of option number " + std::to_string(i); }
 
+constexpr int kQuestions = 1024;
+
 // Asked in another letter case and another order than set.
 template <class String>
 std::vector<String> questions(int count) {
     std::vector<String> keys;
     std::mt19937 random(3);
-    for (int i = 0; i < 4096; ++i) {
+    for (int i = 0; i < kQuestions; ++i) {
         std::string key = keyOf(static_cast<int>(random() % static_cast<unsigned>(count)));
         for (char &c : key)
             c = i % 2 == 0 ? static_cast<char>(std::tolower(c))
@@ -48,6 +50,20 @@ std::vector<String> questions(int count) {
     }
     return keys;
 }
+
+// Keys are asked for in an order that never repeats, which no branch predictor can learn.
+class Order {
+public:
+    explicit Order(int thread) : state_(static_cast<unsigned>(thread) * 7919 + 1) {}
+    std::size_t next() {
+        state_ = state_ * 1664525 + 1013904223;
+        return state_ >> 22;
+    }
+
+private:
+    unsigned state_;
+};
+static_assert(kQuestions == 1024);
 
 KqbConfigOptions *filled(int count) {
     KqbString name;
@@ -62,9 +78,9 @@ KqbConfigOptions *filled(int count) {
 void kqbLookUp(benchmark::State &state, KqbConfigOptions *options, int count) {
     auto const keys = questions<KqbString>(count);
     KqbString value;
-    std::size_t i = static_cast<std::size_t>(state.thread_index()) * 1000;
+    Order order(state.thread_index());
     for (auto _ : state) {
-        if (!options->getOption(keys[i++ & 4095], &value, false)) state.SkipWithError("missing");
+        if (!options->getOption(keys[order.next()], &value, false)) state.SkipWithError("missing");
         benchmark::DoNotOptimize(value);
     }
 }
@@ -72,9 +88,9 @@ void kqbLookUp(benchmark::State &state, KqbConfigOptions *options, int count) {
 void peerLookUp(benchmark::State &state, Peer *peer, int count) {
     auto const keys = questions<std::string>(count);
     std::string value;
-    std::size_t i = static_cast<std::size_t>(state.thread_index()) * 1000;
+    Order order(state.thread_index());
     for (auto _ : state) {
-        if (!peer->get(keys[i++ & 4095], &value)) state.SkipWithError("missing");
+        if (!peer->get(keys[order.next()], &value)) state.SkipWithError("missing");
         benchmark::DoNotOptimize(value);
     }
 }

@@ -1,18 +1,16 @@
 // A configuration file: what was read and written reads and writes the same again.
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 
 #include "fuzz/fuzz_support.h"
 #include "kqb/kqbconfigfile.h"
+#include "support/temporary_folder.h"
 
 namespace {
 
 std::string const &path() {
-    static std::string const name = [] {
-        std::string folder = (std::filesystem::temp_directory_path() / "kqbfuzz.XXXXXX").string();
-        return std::string(mkdtemp(folder.data())) + "/file.cfg";
-    }();
+    static TemporaryFolder const folder;
+    static std::string const name = folder.path("file.cfg");
     return name;
 }
 

@@ -38,6 +38,11 @@ unsigned np_uchar_bufncopy(char *target, char const *source, unsigned capacity, 
 char const *np_uchar_find_n(char const *text, std::size_t size, char const *needle,
                             std::size_t needleSize);
 
+// The offsets of the first places, at most limit, where the needle stands without overlapping the
+// place before. Returns how many there are.
+unsigned np_uchar_find_all_n(char const *text, std::size_t size, char const *needle,
+                             std::size_t needleSize, std::size_t *offsets, unsigned limit);
+
 // --- Decoding and classification --------------------------------------------------------------
 
 // Decodes the character at text. Returns its bytes, 1 to 4, or 0 for an ill-formed, overlong or

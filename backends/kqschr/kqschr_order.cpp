@@ -123,20 +123,22 @@ public:
         word_ = filled == 0 ? 0 : bytes >> 8 * (8 - filled);
     }
 
-    std::uint64_t finish() {
-        mix();
-        word_ = size_;
-        mix();
-        return state_;
+    std::uint64_t finish() { return finish(state_, word_, size_); }
+
+    // The hash of whole words, one after the other, and what is left of a text of that size.
+    static constexpr std::uint64_t kStart = 0x243f6a8885a308d3u;
+    static std::uint64_t mixed(std::uint64_t state, std::uint64_t word) {
+        state = (state ^ word) * 0x9e3779b97f4a7c15u;
+        return state ^ state >> 32;
+    }
+    static std::uint64_t finish(std::uint64_t state, std::uint64_t rest, std::uint64_t size) {
+        return mixed(mixed(state, rest), size);
     }
 
 private:
-    void mix() {
-        state_ = (state_ ^ word_) * 0x9e3779b97f4a7c15u;
-        state_ ^= state_ >> 32;
-    }
+    void mix() { state_ = mixed(state_, word_); }
 
-    std::uint64_t state_ = 0x243f6a8885a308d3u;
+    std::uint64_t state_ = kStart;
     std::uint64_t word_ = 0;
     std::uint64_t size_ = 0;
 };
@@ -155,6 +157,29 @@ void addAsciiWords(FoldReader &reader, ByteHash &hash) {
         hash.add(WordBlock::lower(word), WordBlock::kSize);
         reader.skip(WordBlock::kSize);
     }
+}
+
+[[gnu::noinline]] std::uint64_t hashFolded(char const *text, std::size_t size) {
+    FoldReader reader(text, size);
+    ByteHash hash;
+    for (;;) {
+        if (reader.isBetweenCharacters()) addAsciiWords(reader, hash);
+        Unit unit;
+        if (!reader.next(unit)) return hash.finish();
+        addUnit(unit, hash);
+    }
+}
+
+// The last bytes of a text as a word, fewer than a whole one.
+std::uint64_t lastWord(char const *text, std::size_t size) {
+    std::size_t const count = size % WordBlock::kSize;
+    if (count == 0) return 0;
+    if (size > WordBlock::kSize) {
+        return WordBlock::load(text + size - WordBlock::kSize) >> 8 * (WordBlock::kSize - count);
+    }
+    char bytes[WordBlock::kSize] = {};
+    std::memcpy(bytes, text, count);
+    return WordBlock::load(bytes);
 }
 
 }  // namespace
@@ -177,13 +202,17 @@ int np_uchar_icomp(char const *a, char const *b) {
     return np_uchar_icomp_n(a, std::strlen(a), b, std::strlen(b));
 }
 
+// Keys are mostly ASCII, whose words need no reading.
 std::uint64_t np_uchar_ihash_n(char const *text, std::size_t size) {
-    FoldReader reader(text ? text : "", text ? size : 0);
-    ByteHash hash;
-    for (;;) {
-        if (reader.isBetweenCharacters()) addAsciiWords(reader, hash);
-        Unit unit;
-        if (!reader.next(unit)) return hash.finish();
-        addUnit(unit, hash);
+    if (!text) text = "", size = 0;
+    std::uint64_t state = ByteHash::kStart;
+    std::uint64_t all = 0;
+    for (std::size_t at = 0; at + WordBlock::kSize <= size; at += WordBlock::kSize) {
+        std::uint64_t const word = WordBlock::load(text + at);
+        all |= word;
+        state = ByteHash::mixed(state, WordBlock::lower(word));
     }
+    std::uint64_t const last = lastWord(text, size);
+    if (WordBlock::nonAscii(all | last)) return hashFolded(text, size);
+    return ByteHash::finish(state, WordBlock::lower(last), size);
 }

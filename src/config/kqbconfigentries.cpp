@@ -10,8 +10,6 @@
 namespace {
 
 constexpr std::uint32_t kNone = KqbKeyIndex::kNone;
-constexpr std::size_t kFirstChunk = 4 * 1024;
-constexpr std::size_t kLargestChunk = 256 * 1024;
 
 // Null keys before all others, the others by their letters.
 bool isBefore(std::string_view a, std::string_view b) {
@@ -33,15 +31,17 @@ std::string_view KqbTextStore::keep(std::initializer_list<std::string_view> piec
     return {begin, size};
 }
 
-// Chunks double up to a size; a text that is larger has a chunk of its own.
+std::string_view KqbTextStore::keep(std::string_view text) {
+    char *const begin = room(text.size());
+    text.copy(begin, text.size());
+    return {begin, text.size()};
+}
+
 char *KqbTextStore::room(std::size_t size) {
+    if (size > kKqbBlockBytes) return addBlock(size);
     if (size > left_ || free_ == nullptr) {
-        std::size_t const step = std::min(chunks_.size(), std::size_t{6});
-        std::size_t const chunk = std::max(size, std::min(kFirstChunk << step, kLargestChunk));
-        chunks_.reserve(chunks_.size() + 1);
-        chunks_.emplace_back(new char[chunk]);
-        free_ = chunks_.back().get();
-        left_ = chunk;
+        free_ = addBlock(kKqbBlockBytes);
+        left_ = kKqbBlockBytes;
     }
     char *const begin = free_;
     free_ += size;
@@ -49,8 +49,14 @@ char *KqbTextStore::room(std::size_t size) {
     return begin;
 }
 
+char *KqbTextStore::addBlock(std::size_t size) {
+    blocks_.push_back(nullptr);
+    return blocks_.back() = static_cast<char *>(kqbPoolBlock(size));
+}
+
 void KqbTextStore::clear() {
-    chunks_.clear();
+    for (char *block : blocks_) KqbMemPool::freeBytes(block);
+    blocks_.clear();
     free_ = nullptr;
     left_ = 0;
 }
@@ -70,18 +76,20 @@ KqbConfigEntry::Strings &KqbConfigEntry::strings() {
 
 KqbString const &KqbConfigEntry::string(Part part) {
     KqbString &string = strings().parts[part];
-    if (string.isNull() && texts_[part].data() != nullptr) string = kqbStringOf(texts_[part]);
+    if (string.isNull() && data_[part] != nullptr) string = kqbStringOf(text(part));
     return string;
 }
 
 void KqbConfigEntry::set(Part part, KqbString const &string) {
     strings().parts[part] = string;
-    texts_[part] = kqbTextOf(string);
+    data_[part] = kqbTextOf(string).data();
+    sizes_[part] = string.cStrSize() - 1;
 }
 
 void KqbConfigEntry::takeOver(KqbConfigEntry const &other) {
     for (Part const part : {kValue, kComment}) {
-        texts_[part] = other.texts_[part];
+        data_[part] = other.data_[part];
+        sizes_[part] = other.sizes_[part];
         if (strings_ != nullptr) strings_->parts[part].setNull();
     }
     line_ = other.line_;
@@ -94,16 +102,16 @@ std::uint32_t KqbConfigEntries::find(KqbKey const &key) const {
         key, [this](std::uint32_t at) { return entries_[at].text(KqbConfigEntry::kKey); });
 }
 
-std::uint32_t KqbConfigEntries::add(KqbKey const &key, KqbConfigEntry entry) {
-    index_.reserveOne();
-    std::uint32_t const position = store(entry);
+std::uint32_t KqbConfigEntries::add(KqbKey const &key, KqbConfigEntry &&entry) {
+    index_.reserve(1);
+    std::uint32_t const position = store(std::move(entry));
     index_.insert(key.hash(), position);
     ++size_;
     if (isOrdered_) addToOrder(position);
     return position;
 }
 
-std::uint32_t KqbConfigEntries::store(KqbConfigEntry &entry) {
+std::uint32_t KqbConfigEntries::store(KqbConfigEntry &&entry) {
     std::uint32_t const position = free_;
     if (position == kNone) {
         if (entries_.size() >= kNone) throw std::bad_alloc();
@@ -121,7 +129,6 @@ void KqbConfigEntries::remove(KqbKey const &key, std::uint32_t position) {
     }
     index_.erase(key.hash(), position);
     entries_[position] = KqbConfigEntry({}, {}, {}, free_);
-    entries_[position].isLive_ = false;
     free_ = position;
     --size_;
 }
@@ -148,9 +155,9 @@ void KqbConfigEntries::sort() {
     };
     std::vector<Placed> placed;
     placed.reserve(size_);
-    for (std::uint32_t at = 0; at < entries_.size(); ++at) {
-        if (entries_[at].isLive_) placed.push_back({entries_[at].text(KqbConfigEntry::kKey), at});
-    }
+    index_.forEach([&](std::uint32_t at) {
+        placed.push_back({entries_[at].text(KqbConfigEntry::kKey), at});
+    });
     std::sort(placed.begin(), placed.end(),
               [](Placed const &a, Placed const &b) { return isBefore(a.key, b.key); });
     order_.clear();
@@ -183,7 +190,7 @@ std::uint32_t KqbKeySet::find(KqbKey const &key) const {
 bool KqbKeySet::add(KqbKey const &key, KqbString const &form) {
     if (find(key) != kNone) return false;
     if (keys_.size() >= kNone) throw std::bad_alloc();
-    index_.reserveOne();
+    index_.reserve(1);
     keys_.push_back(form);
     index_.insert(key.hash(), static_cast<std::uint32_t>(keys_.size() - 1));
     return true;

@@ -3,28 +3,34 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <initializer_list>
 #include <memory>
 #include <string_view>
 #include <vector>
 
+#include "config/kqbblocklist_internal.h"
 #include "config/kqbkeyindex_internal.h"
 #include "kqb/kqbstring.h"
 
-// Keeps text at an address of its own until it is cleared.
+// Keeps text at an address of its own until it is cleared, in blocks of the memory pool.
 class KqbTextStore {
 public:
+    KqbTextStore() = default;
+    ~KqbTextStore() { clear(); }
+    KqbTextStore(KqbTextStore const &) = delete;
+    KqbTextStore &operator=(KqbTextStore const &) = delete;
+
     // Keeps pieces as one text, whose data is never null. Throws std::bad_alloc.
     std::string_view keep(std::initializer_list<std::string_view> pieces);
-    std::string_view keep(std::string_view text) { return keep({text}); }
+    std::string_view keep(std::string_view text);
 
     void clear();
 
 private:
     char *room(std::size_t size);
+    char *addBlock(std::size_t size);
 
-    std::vector<std::unique_ptr<char[]>> chunks_;
+    std::vector<char *> blocks_;
     char *free_ = nullptr;
     std::size_t left_ = 0;
 };
@@ -38,12 +44,14 @@ public:
     // An entry that stands in a file. The texts must outlive it.
     KqbConfigEntry(std::string_view key, std::string_view value, std::string_view comment,
                    std::uint32_t line)
-        : texts_{key, value, comment}, line_(line) {}
+        : data_{key.data(), value.data(), comment.data()}, sizes_{sizeOf(key), sizeOf(value),
+                                                                  sizeOf(comment)},
+          line_(line) {}
     // An entry that stands nowhere yet. Throws std::bad_alloc.
     KqbConfigEntry(KqbString const &key, KqbString const &value);
 
     // A part as text; a null one has no data.
-    std::string_view text(Part part) const { return texts_[part]; }
+    std::string_view text(Part part) const { return {data_[part], sizes_[part]}; }
 
     // A part as a string. Throws std::bad_alloc.
     KqbString const &string(Part part);
@@ -62,12 +70,16 @@ private:
     struct Strings {
         KqbString parts[3];
     };
+    // Neither a line nor a string can be longer.
+    static std::uint32_t sizeOf(std::string_view text) {
+        return static_cast<std::uint32_t>(text.size());
+    }
     Strings &strings();
 
-    std::string_view texts_[3];
+    char const *data_[3];
     std::unique_ptr<Strings> strings_;  // those that were made or given
+    std::uint32_t sizes_[3];
     std::uint32_t line_;
-    bool isLive_ = true;
 };
 
 // Entries by key and by place in key order. An entry keeps its position for as long as it lives.
@@ -84,7 +96,10 @@ public:
     std::uint32_t find(KqbKey const &key) const;
 
     // Adds an entry whose key is not there yet. Returns its position; throws std::bad_alloc.
-    std::uint32_t add(KqbKey const &key, KqbConfigEntry entry);
+    std::uint32_t add(KqbKey const &key, KqbConfigEntry &&entry);
+
+    // Makes the index ready for that many more entries at once. Throws std::bad_alloc.
+    void reserve(std::size_t more) { index_.reserve(more); }
 
     // Removes the entry with this key at this position.
     void remove(KqbKey const &key, std::uint32_t position);
@@ -96,11 +111,11 @@ public:
 
 private:
     std::size_t placeOf(std::uint32_t position) const;
-    std::uint32_t store(KqbConfigEntry &entry);
+    std::uint32_t store(KqbConfigEntry &&entry);
     void sort();
     void addToOrder(std::uint32_t position);
 
-    std::deque<KqbConfigEntry> entries_;
+    KqbBlockList<KqbConfigEntry> entries_;
     std::uint32_t free_ = KqbKeyIndex::kNone;  // first unused entry; its line names the next one
     std::size_t size_ = 0;
     KqbKeyIndex index_;

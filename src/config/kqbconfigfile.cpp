@@ -8,8 +8,8 @@
 // operations turn that into their own answer.
 #include "kqb/kqbconfigfile.h"
 
+#include <algorithm>
 #include <cstdint>
-#include <deque>
 #include <limits>
 #include <memory>
 #include <new>
@@ -18,6 +18,7 @@
 #include <string_view>
 #include <utility>
 
+#include "config/kqbblocklist_internal.h"
 #include "config/kqbconfigentries_internal.h"
 #include "config/kqbkeyindex_internal.h"
 #include "config/kqbmemory_internal.h"
@@ -161,8 +162,13 @@ private:
     // A line that will be written back: its text as it stands, or, where it has an entry, the key
     // as this line has it.
     struct Line {
-        std::string_view text;
-        std::uint32_t entry = kNone;
+        explicit Line(std::string_view text, std::uint32_t entryAt = kNone)
+            : data(text.data()), size(static_cast<std::uint32_t>(text.size())), entry(entryAt) {}
+        std::string_view text() const { return {data, size}; }
+
+        char const *data;
+        std::uint32_t size;
+        std::uint32_t entry;
     };
 
     class Reader;
@@ -176,14 +182,14 @@ private:
     bool writeLines(KqbTxtFile &file);
     void addLine(std::string_view text);
     void addEntryLine(std::string_view key, std::string_view value, std::string_view comment);
-    void addNewEntry(KqbKey const &key, KqbConfigEntry entry);
+    void addNewEntry(KqbKey const &key, KqbConfigEntry &&entry);
     void overrideEntry(std::uint32_t position, KqbConfigEntry const &entry);
     bool writeAdded(LineWriter &out);
     bool deliver(std::size_t place, KqbString *key, KqbString *value);
 
     kqAtom references_;
     KqbTextStore texts_;  // what lines, and the entries that stand in them, consist of
-    std::deque<Line> lines_;
+    KqbBlockList<Line> lines_;
     // Of an added entry whose key a file brought afterwards: written in front of all lines.
     std::string_view frontLine_;
     KqbConfigEntries entries_;
@@ -244,7 +250,15 @@ bool KqbConfigFileImpl::read(KqbString const &path) {
     return true;
 }
 
+// A guess that keeps the key index from growing step by step, and costs little where it is wrong.
+std::size_t likelyEntries(KqbTxtFile &file) {
+    constexpr long long kBytesPerEntry = 48;
+    constexpr long long kMost = 1 << 20;
+    return static_cast<std::size_t>(std::clamp(file.size() / kBytesPerEntry, 0LL, kMost));
+}
+
 bool KqbConfigFileImpl::readLines(KqbTxtFile &file) {
+    entries_.reserve(likelyEntries(file));
     Reader reader(*this);
     char const *text = nullptr;
     unsigned int size = 0;
@@ -260,7 +274,7 @@ bool KqbConfigFileImpl::readLines(KqbTxtFile &file) {
 
 void KqbConfigFileImpl::addLine(std::string_view text) {
     if (lines_.size() >= kNone) throw std::bad_alloc();
-    lines_.push_back(Line{text});
+    lines_.push_back(Line(text));
 }
 
 void KqbConfigFileImpl::addEntryLine(std::string_view key, std::string_view value,
@@ -275,7 +289,7 @@ void KqbConfigFileImpl::addEntryLine(std::string_view key, std::string_view valu
     }
 }
 
-void KqbConfigFileImpl::addNewEntry(KqbKey const &key, KqbConfigEntry entry) {
+void KqbConfigFileImpl::addNewEntry(KqbKey const &key, KqbConfigEntry &&entry) {
     addLine(entry.text(kKey));
     try {
         lines_.back().entry = entries_.add(key, std::move(entry));
@@ -294,7 +308,7 @@ void KqbConfigFileImpl::overrideEntry(std::uint32_t position, KqbConfigEntry con
     if (known.line() == kNone) {
         frontLine_ = dead;
     } else {
-        lines_[known.line()] = Line{dead};
+        lines_[known.line()] = Line(dead);
     }
     known.takeOver(entry);
 }
@@ -314,9 +328,10 @@ bool KqbConfigFileImpl::write(KqbString const &path) {
 bool KqbConfigFileImpl::writeLines(KqbTxtFile &file) {
     LineWriter out(file);
     if (frontLine_.data() != nullptr && !out.line(frontLine_)) return false;
-    for (Line const &line : lines_) {
-        bool const isWritten =
-            line.entry == kNone ? out.line(line.text) : out.entry(line.text, entries_[line.entry]);
+    for (std::size_t i = 0; i < lines_.size(); ++i) {
+        Line const &line = lines_[i];
+        bool const isWritten = line.entry == kNone ? out.line(line.text())
+                                                   : out.entry(line.text(), entries_[line.entry]);
         if (!isWritten) return false;
     }
     return writeAdded(out);
@@ -406,7 +421,7 @@ void KqbConfigFileImpl::deleteEntry(KqbString const &key) {
     if (entry.line() == kNone) {
         added_.remove(sought);
     } else {
-        lines_[entry.line()] = Line{deadText(entry, kDeletedMark, kqbTextOf(key), texts_)};
+        lines_[entry.line()] = Line(deadText(entry, kDeletedMark, kqbTextOf(key), texts_));
     }
     entries_.remove(sought, position);
 }

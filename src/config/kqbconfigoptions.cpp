@@ -136,6 +136,8 @@ private:
         return index_.find(key, [this](std::uint32_t at) { return kqbTextOf(options_[at].key); });
     }
     void append(KqbKey const &key, Option option);
+    KqbString copyOf(KqbKey const &key, bool *isFound) const;
+    bool getExpanded(KqbString const &key, KqbString *value);
     void read(Option const &option, bool expand, Finding *finding) const;
     void fail(KqbString const &message);
 
@@ -161,7 +163,7 @@ bool KqbConfigOptionsImpl::setOption(KqbString const &key, KqbString const &valu
 
 void KqbConfigOptionsImpl::append(KqbKey const &key, Option option) {
     if (options_.size() >= kNone) throw std::bad_alloc();
-    index_.reserveOne();
+    index_.reserve(1);
     options_.push_back(std::move(option));
     index_.insert(key.hash(), static_cast<std::uint32_t>(options_.size() - 1));
 }
@@ -182,12 +184,28 @@ bool KqbConfigOptionsImpl::getOptionAt(int index, KqbString *key, KqbString *val
 }
 
 bool KqbConfigOptionsImpl::getOption(KqbString const &key, KqbString *value, bool expand) {
+    if (expand) return getExpanded(key, value);
+    bool isFound = false;
+    KqbString stored = copyOf(KqbKey(key), &isFound);
+    if (value != nullptr) *value = std::move(stored);
+    return isFound;
+}
+
+// What the output held is let go of by the caller, after the lock.
+KqbString KqbConfigOptionsImpl::copyOf(KqbKey const &key, bool *isFound) const {
+    ReadHeld const held(lock_);
+    Option const *const option = find(key);
+    *isFound = option != nullptr;
+    return option != nullptr ? option->value : KqbString();
+}
+
+bool KqbConfigOptionsImpl::getExpanded(KqbString const &key, KqbString *value) {
     KqbKey const sought(key);
     Finding finding;
     bool const isRead = kqbWithMemory([&] {
         ReadHeld const held(lock_);
         Option const *const option = find(sought);
-        if (option != nullptr) read(*option, expand, &finding);
+        if (option != nullptr) read(*option, true, &finding);
     });
     if (isRead && finding.deliver(value)) return finding.isComplete;
     if (value != nullptr) value->setNull();

@@ -1,5 +1,7 @@
 #include "config/kqbkeyindex_internal.h"
 
+#include <algorithm>
+
 #include "platform/kqschr.h"
 
 namespace {
@@ -21,9 +23,10 @@ bool KqbKey::equalsFolded(std::string_view other) const {
     return np_uchar_icomp_n(text_.data(), text_.size(), other.data(), other.size()) == 0;
 }
 
-void KqbKeyIndex::reserveOne() {
-    if ((count_ + 1) * 4 <= slots_.size() * 3) return;
-    std::vector<Slot> old(slots_.empty() ? kFirstSlots : slots_.size() * 2);
+void KqbKeyIndex::grow(std::size_t more) {
+    std::size_t size = std::max(slots_.size(), kFirstSlots);
+    while ((count_ + more) * 4 > size * 3) size *= 2;
+    std::vector<Slot> old(size);
     old.swap(slots_);
     count_ = 0;
     for (Slot const &slot : old) {

@@ -53,9 +53,11 @@ public:
         return kNone;
     }
 
-    // Makes room for one more key; the next insert then cannot fail. Throws std::bad_alloc with
+    // Makes room for that many more keys; their inserts then cannot fail. Throws std::bad_alloc with
     // the index as it was.
-    void reserveOne();
+    void reserve(std::size_t more) {
+        if ((count_ + more) * 4 > slots_.size() * 3) grow(more);
+    }
 
     // Enters a key that is not there yet.
     void insert(std::uint32_t hash, std::uint32_t position);
@@ -69,6 +71,14 @@ public:
 
     void clear();
 
+    // Calls visit(position) for every key, in no order.
+    template <class Visit>
+    void forEach(Visit const &visit) const {
+        for (Slot const &slot : slots_) {
+            if (slot.position != kNone) visit(slot.position);
+        }
+    }
+
 private:
     struct Slot {
         std::uint32_t hash = 0;
@@ -77,6 +87,7 @@ private:
 
     std::size_t home(std::uint32_t hash) const { return hash & (slots_.size() - 1); }
     std::size_t next(std::size_t i) const { return (i + 1) & (slots_.size() - 1); }
+    void grow(std::size_t more);
     std::size_t slotOf(std::uint32_t hash, std::uint32_t position) const;
 
     std::vector<Slot> slots_;  // none, or a power of two of which at least a quarter is free

@@ -95,30 +95,45 @@ struct Pool {
     std::atomic<unsigned> ended[kCounters];  // what threads counted that are gone
 };
 
-// Written by one thread, read by any.
-struct Counter {
-    std::atomic<unsigned> value;
-    void raise() {
-        value.store(value.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
-    }
-    unsigned get() const { return value.load(std::memory_order_relaxed); }
+// Written by one thread, read by any: the statistics look at every thread's numbers.
+template <class Value>
+class Own {
+public:
+    Value get() const { return value_.load(std::memory_order_relaxed); }
+    void set(Value value) { value_.store(value, std::memory_order_relaxed); }
+    void add(Value amount) { set(get() + amount); }
+
+private:
+    std::atomic<Value> value_;
 };
 
 // One class of one thread: the loaded magazine as pointers, and counters, for the fast path.
+//
+// Requests are not counted one by one. Blocks come to the thread from the class (received, less
+// those given back) and from its users (frees), and what it does not hold any more it has handed
+// out.
 struct ThreadClass {
-    void **top;
-    void **base;
+    Own<void **> top;
+    Own<void **> base;
     void **limit;
-    Counter requests;
-    Counter frees;
+    Own<unsigned> frees;
+    Own<unsigned> received;
 
     // The magazine that base points into; null before there is one.
     Magazine *loaded() const {
-        if (base == nullptr) return nullptr;
-        return reinterpret_cast<Magazine *>(reinterpret_cast<char *>(base) -
+        if (base.get() == nullptr) return nullptr;
+        return reinterpret_cast<Magazine *>(reinterpret_cast<char *>(base.get()) -
                                             offsetof(Magazine, blocks));
     }
-    unsigned count() const { return static_cast<unsigned>(top - base); }
+    unsigned count() const { return static_cast<unsigned>(top.get() - base.get()); }
+    void put(void *block) {
+        *top.get() = block;
+        top.set(top.get() + 1);
+    }
+    void *take() {
+        top.set(top.get() - 1);
+        return *top.get();
+    }
 };
 static_assert(sizeof(ThreadClass) == 32);
 
@@ -126,7 +141,8 @@ static_assert(sizeof(ThreadClass) == 32);
 struct ThreadCache {
     ThreadClass classes[kClasses];
     Magazine *spares[kClasses];
-    Counter unmanaged;
+    Own<unsigned> spareCounts[kClasses];
+    Own<unsigned> unmanaged;
     ThreadCache *next;
     ThreadCache *previous;
     bool attached;
@@ -184,15 +200,16 @@ void deleteMagazines(dkAStack *stack) {
 }
 
 void load(ThreadClass &own, Magazine *magazine, unsigned index) {
-    own.base = magazine->blocks;
-    own.top = own.base + magazine->count;
-    own.limit = own.base + kMagazineSizes[index];
+    own.base.set(magazine->blocks);
+    own.top.set(magazine->blocks + magazine->count);
+    own.limit = magazine->blocks + kMagazineSizes[index];
 }
 
 void swapMagazines(ThreadClass &own, unsigned index) {
     Magazine *const other = tCache.spares[index];
     tCache.spares[index] = own.loaded();
     own.loaded()->count = own.count();
+    tCache.spareCounts[index].set(own.count());
     load(own, other, index);
 }
 
@@ -216,13 +233,17 @@ void unlink(ThreadCache *cache) {
 }
 
 void clear(ThreadCache *cache) {
-    for (ThreadClass &own : cache->classes) {
-        own.top = own.base = own.limit = nullptr;
-        own.requests.value.store(0, std::memory_order_relaxed);
-        own.frees.value.store(0, std::memory_order_relaxed);
+    for (unsigned i = 0; i < kClasses; ++i) {
+        ThreadClass &own = cache->classes[i];
+        own.top.set(nullptr);
+        own.base.set(nullptr);
+        own.limit = nullptr;
+        own.frees.set(0);
+        own.received.set(0);
+        cache->spares[i] = nullptr;
+        cache->spareCounts[i].set(0);
     }
-    for (Magazine *&spare : cache->spares) spare = nullptr;
-    cache->unmanaged.value.store(0, std::memory_order_relaxed);
+    cache->unmanaged.set(0);
     cache->next = cache->previous = nullptr;
     cache->attached = false;
 }
@@ -234,7 +255,11 @@ void giveMagazineBack(SizeClass &sizeClass, Magazine *magazine) {
 }
 
 unsigned countedBy(ThreadCache const &cache, unsigned counter) {
-    if (counter < kClasses) return cache.classes[counter].requests.get();
+    if (counter < kClasses) {
+        ThreadClass const &own = cache.classes[counter];
+        return own.received.get() + own.frees.get() - own.count() -
+               cache.spareCounts[counter].get();
+    }
     if (counter == kUnmanaged) return cache.unmanaged.get();
     unsigned frees = 0;
     for (ThreadClass const &own : cache.classes) frees += own.frees.get();
@@ -246,14 +271,14 @@ void detachThread(void *value) {
     auto *cache = static_cast<ThreadCache *>(value);
     std::lock_guard const guard(gThreadsMutex);
     if (!cache->attached) return;
-    for (unsigned i = 0; i < kClasses; ++i) {
-        ThreadClass &own = cache->classes[i];
-        if (own.base != nullptr) own.loaded()->count = own.count();
-        giveMagazineBack(gPool->classes[i], own.loaded());
-        giveMagazineBack(gPool->classes[i], cache->spares[i]);
-    }
     for (unsigned i = 0; i < kCounters; ++i) {
         gPool->ended[i].fetch_add(countedBy(*cache, i), std::memory_order_relaxed);
+    }
+    for (unsigned i = 0; i < kClasses; ++i) {
+        ThreadClass &own = cache->classes[i];
+        if (own.loaded() != nullptr) own.loaded()->count = own.count();
+        giveMagazineBack(gPool->classes[i], own.loaded());
+        giveMagazineBack(gPool->classes[i], cache->spares[i]);
     }
     unlink(cache);
     clear(cache);
@@ -271,7 +296,7 @@ bool attachThread() {
 }
 
 bool ensureMagazine(ThreadClass &own, unsigned index) {
-    if (own.base != nullptr) return true;
+    if (own.loaded() != nullptr) return true;
     if (!attachThread()) return false;
     Magazine *const magazine = obtainEmpty(index);
     if (magazine == nullptr) return false;
@@ -328,15 +353,14 @@ bool refill(ThreadClass &own, unsigned index) {
         empty->count = 0;
         dkAStackPush(sizeClass.emptyMagazines(), empty);
         load(own, static_cast<Magazine *>(full), index);
-        return true;
+    } else if (void *const block = takeLoose(sizeClass)) {
+        own.put(block);
+    } else {
+        unsigned const batch = index + 1 < kClasses ? kFreshBatch : kFreshBatch / 8;
+        own.top.set(own.top.get() + takeFresh(sizeClass, own.top.get(), batch));
     }
-    if (void *const block = takeLoose(sizeClass)) {
-        *own.top++ = block;
-        return true;
-    }
-    unsigned const batch = index + 1 < kClasses ? kFreshBatch : kFreshBatch / 8;
-    own.top += takeFresh(sizeClass, own.top, batch);
-    return own.top != own.base;
+    own.received.add(own.count());
+    return own.count() > 0;
 }
 
 // The same for a thread without a magazine: one block.
@@ -354,9 +378,11 @@ void *takeOne(unsigned index) {
     return block;
 }
 
-void *popOrRefill(ThreadClass &own, unsigned index, bool magazine) {
-    if (!magazine) return takeOne(index);
-    return refill(own, index) ? *--own.top : nullptr;
+void *takeOrRefill(ThreadClass &own, unsigned index, bool magazine) {
+    if (magazine) return refill(own, index) ? own.take() : nullptr;
+    void *const block = takeOne(index);
+    if (block != nullptr) own.received.add(1);
+    return block;
 }
 
 void *obtainSlow(unsigned index) {
@@ -365,26 +391,28 @@ void *obtainSlow(unsigned index) {
     Magazine const *const spare = tCache.spares[index];
     if (magazine && spare != nullptr && spare->count > 0) {
         swapMagazines(own, index);
-        return *--own.top;
+        return own.take();
     }
-    if (void *const block = popOrRefill(own, index, magazine)) return block;
+    if (void *const block = takeOrRefill(own, index, magazine)) return block;
     // Another thread may have refilled the class while this one waited for the lock.
     kqLockGet(gPoolLock, 1, 1);
-    void *block = popOrRefill(own, index, magazine);
+    void *block = takeOrRefill(own, index, magazine);
     if (block == nullptr && carve(gPool->classes[index])) {
-        block = popOrRefill(own, index, magazine);
+        block = takeOrRefill(own, index, magazine);
     }
     kqLockRelease(gPoolLock, 1);
+    if (block == nullptr) own.received.add(1);  // a request all the same
     return block;
 }
 
 // Puts an empty magazine in the loaded one's place, which is full or missing.
 bool loadEmpty(ThreadClass &own, unsigned index) {
-    if (own.base == nullptr) return ensureMagazine(own, index);
+    if (own.loaded() == nullptr) return ensureMagazine(own, index);
     Magazine *&spare = tCache.spares[index];
     if (spare == nullptr || spare->count > 0) {
         Magazine *const empty = obtainEmpty(index);
         if (empty == nullptr) return false;
+        if (spare != nullptr) own.received.add(0U - spare->count);
         giveMagazineBack(gPool->classes[index], spare);
         spare = empty;
     }
@@ -397,11 +425,12 @@ __attribute__((noinline)) void keepSlow(void *block, unsigned index) {
     if (gPool == nullptr) return;  // its memory went with the pool
     ThreadClass &own = tCache.classes[index];
     if (loadEmpty(own, index)) {
-        *own.top++ = block;
+        own.put(block);
     } else {
         dkAStackPush(gPool->classes[index].freeBlocks(), headerOf(block));
+        own.received.add(~0U);
     }
-    own.frees.raise();
+    own.frees.add(1);
 }
 
 // Frees what belongs to no class: the heap's blocks, and what nobody should have passed.
@@ -425,7 +454,7 @@ bool getUnmanaged(unsigned size, void **out) {
     std::memset(memory, 0, kHeapHeader);
     *out = memory + kHeapHeader;
     attachThread();
-    tCache.unmanaged.raise();
+    tCache.unmanaged.add(1);
     return true;
 }
 
@@ -435,7 +464,6 @@ __attribute__((noinline)) bool getSlow(unsigned size, void **out) {
     if (gPool == nullptr) return false;
     unsigned const index = classOf(size);
     void *const block = obtainSlow(index);
-    tCache.classes[index].requests.raise();
     if (block == nullptr) return exhausted();
     handOut(block, size);
     *out = block;
@@ -531,11 +559,10 @@ void kqbMemPoolStop() {
 bool KqbMemPool::getBytes(unsigned int size, void **out) {
     if (size <= kLargestBlock) [[likely]] {
         ThreadClass &own = tCache.classes[classOf(size)];
-        void **const top = own.top;
-        if (top != own.base) [[likely]] {
+        void **const top = own.top.get();
+        if (top != own.base.get()) [[likely]] {
             void *const block = top[-1];
-            own.top = top - 1;
-            own.requests.raise();
+            own.top.set(top - 1);
             handOut(block, size);
             *out = block;
             return true;
@@ -556,12 +583,12 @@ void KqbMemPool::freeBytes(void *block) {
         return freeForeign(block, owner);
     takeBack(block, kBlockSizes[index]);
     ThreadClass &own = tCache.classes[index];
-    void **const top = own.top;
+    void **const top = own.top.get();
     if (top == own.limit) [[unlikely]]
         return keepSlow(block, static_cast<unsigned>(index));
     *top = block;
-    own.top = top + 1;
-    own.frees.raise();
+    own.top.set(top + 1);
+    own.frees.add(1);
 }
 
 char *KqbMemPool::getStats() {

@@ -6,6 +6,7 @@
 #include "kqb/kqbstring.h"
 
 #include <bit>
+#include <cstdint>
 #include <cstring>
 #include <new>
 
@@ -17,31 +18,66 @@
 
 namespace {
 
+constexpr unsigned kUnknown = ~0U;
+
+// Text to be taken in; its characters may be unknown until it is copied.
 struct Piece {
     char const *text;
     std::size_t bytes;
     unsigned characters;
 };
 
-Piece measureWhole(char const *text, std::size_t bytes) {
-    return {text, bytes, np_uchar_length_n(text, bytes)};
-}
-
 // Negative counts are unknown. A known byte count is used as it is.
 Piece measure(char const *text, int characters, int bytes) {
     if (text == nullptr) return {"", 0, 0};
-    if (bytes >= 0) {
-        auto const size = static_cast<std::size_t>(bytes);
-        if (characters < 0) return measureWhole(text, size);
-        return {text, size, static_cast<unsigned>(characters)};
-    }
+    unsigned const count = characters < 0 ? kUnknown : static_cast<unsigned>(characters);
+    if (bytes >= 0) return {text, static_cast<std::size_t>(bytes), count};
     if (characters >= 0) {
-        auto const count = static_cast<unsigned>(characters);
         if (char const *end = np_uchar_seek(text, count)) {
             return {text, static_cast<std::size_t>(end - text), count};
         }
     }
-    return measureWhole(text, std::strlen(text));
+    return {text, std::strlen(text), kUnknown};
+}
+
+// --- Copying and counting in one go ---------------------------------------------------------------
+
+using Vector = std::uint64_t __attribute__((vector_size(16)));
+
+bool isAscii(std::uint64_t seen) { return (seen & 0x8080808080808080) == 0; }
+bool isAscii(Vector const &seen) { return isAscii(seen[0] | seen[1]); }
+
+// Copies at least one word, the last one where it ends the text.
+template <class Word>
+bool copyIsAscii(char *to, char const *from, std::size_t bytes) {
+    Word seen{};
+    auto const copyWord = [&](std::size_t at) {
+        Word word;
+        std::memcpy(&word, from + at, sizeof word);
+        std::memcpy(to + at, &word, sizeof word);
+        seen |= word;
+    };
+    std::size_t const last = bytes - sizeof(Word);
+    for (std::size_t at = 0; at < last; at += sizeof(Word)) copyWord(at);
+    copyWord(last);
+    return isAscii(seen);
+}
+
+bool copyIsAscii(char *to, char const *from, std::size_t bytes) {
+    if (bytes >= sizeof(Vector)) return copyIsAscii<Vector>(to, from, bytes);
+    if (bytes >= 8) return copyIsAscii<std::uint64_t>(to, from, bytes);
+    if (bytes >= 4) return copyIsAscii<std::uint32_t>(to, from, bytes);
+    return bytes == 0 || copyIsAscii<std::uint8_t>(to, from, bytes);
+}
+
+// Copies a piece and returns its characters. Nearly all text is ASCII, where they are the bytes.
+unsigned copyPiece(char *to, Piece const &piece) {
+    if (piece.characters == kUnknown) {
+        if (copyIsAscii(to, piece.text, piece.bytes)) return static_cast<unsigned>(piece.bytes);
+        return np_uchar_length_n(to, piece.bytes);
+    }
+    std::memcpy(to, piece.text, piece.bytes);
+    return piece.characters;
 }
 
 // The capacity that doubling from 1 reaches for so many bytes and a NUL.
@@ -63,6 +99,7 @@ KqbString &report(KqbString &string, bool succeeded, bool *error) {
 
 // --- Records --------------------------------------------------------------------------------------
 
+// Flattened: building and ending short strings is mostly the pool's short way, so it goes in line.
 [[gnu::flatten]] KqbString::InternalString *KqbString::newString(unsigned int bytes) {
     void *memory = nullptr;
     void *text = nullptr;
@@ -92,15 +129,15 @@ void KqbString::replaceString(InternalString *rep) {
     drop(old);
 }
 
-KqbString::InternalString *KqbString::makeString(char const *text, std::size_t bytes,
-                                                 unsigned int characters) {
+[[gnu::flatten]] KqbString::InternalString *KqbString::makeString(char const *text,
+                                                                  std::size_t bytes,
+                                                                  unsigned int characters) {
     if (bytes > kKqbStringMaxBytes) return nullptr;
     InternalString *const rep = newString(roundedCapacity(bytes) - 1);
     if (rep == nullptr) return nullptr;
-    std::memcpy(rep->text, text, bytes);
+    rep->characters = copyPiece(rep->text, {text, bytes, characters});
     rep->text[bytes] = '\0';
     rep->bytes = static_cast<unsigned>(bytes);
-    rep->characters = characters;
     return rep;
 }
 
@@ -127,10 +164,9 @@ bool KqbString::doAppend(char const *text, int characters, int bytes) {
         std::memcpy(rep->text, asCstr(), head);
         rep->characters = length();
     }
-    std::memcpy(rep->text + head, piece.text, piece.bytes);
+    rep->characters += copyPiece(rep->text + head, piece);
     rep->text[total] = '\0';
     rep->bytes = static_cast<unsigned>(total);
-    rep->characters += piece.characters;
     if (rep != rep_) replaceString(rep);
     return true;
 }
@@ -163,12 +199,11 @@ bool KqbString::prepWrite() {
 KqbString::KqbString(char const *text, bool borrow) {
     if (text == nullptr) return;
     std::size_t const bytes = std::strlen(text);
-    unsigned const characters = np_uchar_length_n(text, bytes);
     if (!borrow) {
-        rep_ = makeString(text, bytes, characters);
+        rep_ = makeString(text, bytes, kUnknown);
     } else if (bytes <= kKqbStringMaxBytes) {
         borrowed_ = text;
-        borrowedChars_ = characters;
+        borrowedChars_ = np_uchar_length_n(text, bytes);
         borrowedBytes_ = static_cast<unsigned>(bytes);
     }
 }

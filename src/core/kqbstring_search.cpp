@@ -50,49 +50,55 @@ struct Match {
     std::size_t end;
 };
 
-// What is to be replaced, found before anything is written, so that the result is measured. The
-// first places are remembered, the others are sought again. A match that begins or ends inside a
-// character (of an ill-formed needle) is taken to the next boundary, as positions that count
-// characters demand.
+// What is to be replaced, in ascending order. A match that begins or ends inside a character (of an
+// ill-formed needle) is taken to the next boundary, as positions that count characters demand.
 class Matches {
 public:
     Matches(string_view text, string_view needle, std::size_t from, unsigned limit)
-        : text_(text), needle_(needle) {
-        if (needle.empty() || from == kNone) return;
-        for (Match match{from, from}; count_ < limit; ++count_) {
-            match = after(match.end);
-            if (match.begin == kNone) return;
-            removedBytes_ += match.end - match.begin;
-            if (count_ < kRemembered) remembered_[count_] = match;
-        }
+        : text_(text), needle_(needle), from_(from), limit_(limit) {}
+
+    bool next(Match *match) {
+        do {
+            if (index_ == held_ && !refill()) return false;
+            match->begin = offsets_[index_++];
+        } while (match->begin < done_);
+        match->end = boundary(text_, match->begin + needle_.size());
+        match->begin = boundary(text_, match->begin);
+        done_ = match->end;
+        return returned_++ < limit_;
     }
 
-    unsigned count() const { return count_; }
-    std::size_t removedBytes() const { return removedBytes_; }
-
-    template <class Use>
-    void forEach(Use use) const {
-        Match match{0, 0};
-        for (unsigned k = 0; k < count_; ++k) {
-            match = k < kRemembered ? remembered_[k] : after(match.end);
-            use(match);
-        }
+    // Starts anew; where all places are still held nothing is sought again.
+    void rewind() {
+        if (batches_ > 1) held_ = batches_ = 0;
+        index_ = returned_ = 0;
+        done_ = 0;
     }
 
 private:
-    static constexpr unsigned kRemembered = 256;
+    static constexpr unsigned kBatch = 256;
 
-    Match after(std::size_t from) const {
-        std::size_t const at = findBytes(text_, needle_, from);
-        if (at == kNone) return {kNone, kNone};
-        return {boundary(text_, at), boundary(text_, at + needle_.size())};
+    bool refill() {
+        if (from_ == kNone || (batches_ > 0 && held_ < kBatch)) return false;
+        std::size_t const start = batches_ > 0 ? offsets_[held_ - 1] + needle_.size() : from_;
+        held_ = np_uchar_find_all_n(text_.data() + start, text_.size() - start, needle_.data(),
+                                    needle_.size(), offsets_, kBatch);
+        for (unsigned k = 0; k < held_; ++k) offsets_[k] += start;
+        ++batches_;
+        index_ = 0;
+        return held_ > 0;
     }
 
     string_view text_;
     string_view needle_;
-    unsigned count_ = 0;
-    std::size_t removedBytes_ = 0;
-    Match remembered_[kRemembered];
+    std::size_t from_;
+    unsigned limit_;
+    std::size_t done_ = 0;
+    unsigned returned_ = 0;
+    unsigned index_ = 0;
+    unsigned held_ = 0;
+    unsigned batches_ = 0;
+    std::size_t offsets_[kBatch];
 };
 
 }  // namespace
@@ -175,10 +181,13 @@ KqbString KqbString::replace(KqbString const &from, KqbString const &to, unsigne
     if (isNull()) return result;
     string_view const text = KqbStringAccess::view(*this);
     string_view const inserted = KqbStringAccess::view(to);
-    Matches const matches(text, KqbStringAccess::view(from), offsetOf(*this, start),
-                          static_cast<unsigned>(count));
-    std::size_t const bytes =
-        text.size() - matches.removedBytes() + matches.count() * inserted.size();
+    Matches matches(text, KqbStringAccess::view(from), offsetOf(*this, start),
+                    static_cast<unsigned>(count));
+    std::size_t bytes = text.size();
+    unsigned replaced = 0;
+    for (Match match; matches.next(&match); ++replaced) {
+        bytes += inserted.size() - (match.end - match.begin);
+    }
     if (bytes > kKqbStringMaxBytes) return result;
     result.rep_ = newString(static_cast<unsigned>(bytes));
     if (result.rep_ == nullptr) return result;
@@ -189,14 +198,14 @@ KqbString KqbString::replace(KqbString const &from, KqbString const &to, unsigne
         out += size;
     };
     std::size_t done = 0;
-    matches.forEach([&](Match const &match) {
+    matches.rewind();
+    for (Match match; matches.next(&match); done = match.end) {
         add(text.data() + done, match.begin - done);
         add(inserted.data(), inserted.size());
-        done = match.end;
-    });
+    }
     add(text.data() + done, text.size() - done);
     *out = '\0';
     result.rep_->bytes = static_cast<unsigned>(bytes);
-    result.rep_->characters = length() + matches.count() * (to.length() - from.length());
+    result.rep_->characters = length() + replaced * (to.length() - from.length());
     return result;
 }

@@ -2,11 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <sstream>
 #include <string>
 
 namespace {
@@ -15,58 +17,32 @@ using namespace std::chrono;
 
 // --- Numbers ----------------------------------------------------------------------------------
 
-struct WholeCase {
-    char const *text;
-    int base;
-    int result;
-    long long value;
-};
-
 TEST(KqsstrNumberTest, ParsesWholeNumbers) {
-    WholeCase const cases[] = {
-        {"0", 0, 1, 0},
+    constexpr long long kLeast = std::numeric_limits<long long>::min(), kMost = -1 - kLeast;
+    long long value = 0;
+    for (char const *text : {"", "-", "+-5", "- 5", "5 5", "99999999999999999999999x"}) {
+        EXPECT_EQ(kqs_numparse64(text, &value, 10, 0), 0) << text;
+    }
+    std::tuple<char const *, int, int, long long> const cases[] = {
         {" \t-42\n ", 0, 7, -42},
-        {"+7", 0, 2, 7},
-        {"9223372036854775807", 10, 19, std::numeric_limits<long long>::max()},
-        {"-9223372036854775808", 10, 20, std::numeric_limits<long long>::min()},
+        {"9223372036854775807", 10, 19, kMost},
+        {"-9223372036854775808", 10, 20, kLeast},
         {"9223372036854775808", 10, -1, 0},
         {"-9223372036854775809", 10, -1, 0},
-        {"99999999999999999999999", 10, -1, 0},
-        {"99999999999999999999999x", 10, 0, 0},
         {"fF", 16, 2, 255},
         {"zz", 36, 2, 1295},
-        {"12", 2, 0, 0},
-        {"12", 1, 0, 0},
-        {"12", 37, 0, 0},
-        {"", 0, 0, 0},
-        {"-", 0, 0, 0},
-        {"+-5", 0, 0, 0},
-        {"- 5", 0, 0, 0},
-        {"5 5", 0, 0, 0},
-        {nullptr, 0, 0, 0},
-    };
-    for (auto const &c : cases) {
-        long long value = 0;
-        EXPECT_EQ(kqs_numparse64(c.text, &value, c.base, 0), c.result) << c.text;
-        EXPECT_EQ(value, c.value) << c.text;
+        {"12", 2, 0, 0}};
+    for (auto const &[text, base, result, expected] : cases) {
+        value = 0;
+        EXPECT_EQ(kqs_numparse64(text, &value, base, 0), result) << text;
+        EXPECT_EQ(value, expected) << text;
     }
-    long long value = 0;
-    EXPECT_EQ(kqs_numparse64("5", &value, 10, 1), 0);
-}
-
-TEST(KqsstrNumberTest, KeepsToTheRangeOfTheType) {
     int narrow = 0;
-    EXPECT_EQ(kqs_numparse("-2147483648", &narrow, 0, 0), 11);
-    EXPECT_EQ(narrow, std::numeric_limits<int>::min());
-    EXPECT_EQ(kqs_numparse("2147483648", &narrow, 0, 0), -1);
-
     unsigned long long wide = 0;
+    EXPECT_EQ(kqs_numparse("2147483648", &narrow, 0, 0), -1);
     EXPECT_EQ(kqs_numparseU64("18446744073709551615", &wide, 0, 0), 20);
-    EXPECT_EQ(wide, std::numeric_limits<unsigned long long>::max());
     EXPECT_EQ(kqs_numparseU64("18446744073709551616", &wide, 0, 0), -1);
     EXPECT_EQ(kqs_numparseU64("-1", &wide, 0, 0), -1);
-    EXPECT_EQ(kqs_numparseU64("-0", &wide, 0, 0), 2);
-    EXPECT_EQ(wide, 0u);
 }
 
 TEST(KqsstrNumberTest, ParsesDoublesAsTheCLibraryDoes) {
@@ -97,29 +73,20 @@ TEST(KqsstrNumberTest, RefusesWhatIsNoDouble) {
 
 // --- Calendar ---------------------------------------------------------------------------------
 
-// The day number by the standard library's calendar.
-long dayNumber(year_month_day date) {
-    return (sys_days(date) - sys_days(1899y / December / 30)).count();
-}
-
 TEST(KqsstrCalendarTest, AgreesWithTheStandardLibraryOnEveryDay) {
     for (int y : {1, 4, 99, 100, 400, 1582, 1899, 1900, 1999, 2000, 2023, 2024, 2100, 9996, 9999}) {
         for (sys_days day = sys_days(year(y) / 1 / 1); day <= sys_days(year(y) / 12 / 31);
              day += days(1)) {
             year_month_day const date(day);
-            int const m = static_cast<int>(static_cast<unsigned>(date.month()));
-            int const d = static_cast<int>(static_cast<unsigned>(date.day()));
+            int const m = static_cast<int>(unsigned{date.month()});
+            int const d = static_cast<int>(unsigned{date.day()});
             double value = 0;
             ASSERT_EQ(kqs_compose_date(y, m, d, 0, 0, 0, &value), 1);
-            ASSERT_EQ(value, static_cast<double>(dayNumber(date)));
+            ASSERT_EQ(value, (day - sys_days(1899y / December / 30)).count());
             ASSERT_EQ(kqs_weekday(y, m, d), static_cast<int>(weekday(day).c_encoding()));
-            int parts[6];
-            ASSERT_EQ(kqs_decompose_date(value, &parts[0], &parts[1], &parts[2], &parts[3],
-                                         &parts[4], &parts[5]),
-                      1);
-            ASSERT_EQ(std::to_string(parts[0]) + "-" + std::to_string(parts[1]) + "-" +
-                          std::to_string(parts[2]),
-                      std::to_string(y) + "-" + std::to_string(m) + "-" + std::to_string(d));
+            int p[6];
+            ASSERT_EQ(kqs_decompose_date(value, &p[0], &p[1], &p[2], &p[3], &p[4], &p[5]), 1);
+            ASSERT_EQ((std::array{p[0], p[1], p[2]}), (std::array{y, m, d}));
         }
     }
 }
@@ -152,35 +119,18 @@ TEST(KqsstrCalendarTest, RefusesPartsOutOfRange) {
         EXPECT_EQ(kqs_compose_date_milli(c[0], c[1], c[2], c[3], c[4], c[5], c[6], &value), 0);
     }
     EXPECT_EQ(value, 7);
-    EXPECT_EQ(kqs_compose_date(2000, 2, 29, 23, 59, 59, &value), 1);
     EXPECT_EQ(kqs_weekday(2017, 2, 29), -1);
 }
 
 TEST(KqsstrCalendarTest, RefusesNumbersThatAreNoDate) {
-    int p[7];
-    double const half = 0.4 / 86400000;
-    auto const isDate = [&](double value) {
-        return kqs_decompose_date_milli(value, &p[0], &p[1], &p[2], &p[3], &p[4], &p[5], &p[6]);
-    };
-    EXPECT_TRUE(isDate(-693593));
-    EXPECT_TRUE(isDate(2958465.999999985));
-    EXPECT_TRUE(isDate(-half));
-    EXPECT_EQ(p[3], 0);
-    for (double const value : {-693593.1, 2958466.0, 2958465.9999999999, 1e300, -1e300,
-                               std::nan(""), std::numeric_limits<double>::infinity()}) {
-        EXPECT_FALSE(isDate(value)) << value;
+    std::pair<double, int> const cases[] = {
+        {-693593, 1}, {2958465.999999985, 1},  {-0.4 / 86400000, 1}, {-693593.1, 0}, {2958466.0, 0},
+        {-1e300, 0},  {2958465.9999999999, 0}, {std::nan(""), 0}};
+    for (auto const &[value, expected] : cases) {
+        int p[6];
+        EXPECT_EQ(kqs_decompose_date(value, &p[0], &p[1], &p[2], &p[3], &p[4], &p[5]), expected)
+            << value;
     }
-}
-
-TEST(KqsstrCalendarTest, TellsThePresent) {
-    double const unixEpoch = 25569;
-    auto const seconds = [&](double date) { return (date - unixEpoch) * 86400; };
-    double const before = static_cast<double>(time(nullptr));
-    EXPECT_NEAR(seconds(kqs_gmtimetoday()), before, 5);
-    time_t const now = time(nullptr);
-    tm local = {};
-    localtime_r(&now, &local);
-    EXPECT_NEAR(seconds(kqs_timetoday()), before + static_cast<double>(local.tm_gmtoff), 5);
 }
 
 // --- Texts ------------------------------------------------------------------------------------
@@ -201,112 +151,53 @@ std::string readBack(char const *text) {
 }
 
 TEST(KqsstrDateTextTest, ReadsEveryFormat) {
-    struct {
-        char const *text;
-        char const *expected;
-    } const cases[] = {
+    std::pair<char const *, char const *> const cases[] = {
         {"2017-05-05", "1 2017-05-05T00:00:00.000"},
-        {"20170505", "1 2017-05-05T00:00:00.000"},
         {"20170505T090307", "1 2017-05-05T09:03:07.000"},
-        {"2017-05-05T09:03", "1 2017-05-05T09:03:00.000"},
         {" 2017-05-05  09:03:07,1239 ", "1 2017-05-05T09:03:07.123"},
         {"2017-05-05t09:03:07.5z", "1 2017-05-05T09:03:07.500"},
-        {"2017-05-05T09:03:07-05", "1 2017-05-05T09:03:07.000"},
         {"2017-05-05T09:03:07+05:30", "1 2017-05-05T09:03:07.000"},
-        {"2017-05-05 09:03:07 +0530", "1 2017-05-05T09:03:07.000"},
         {"2017-05-05T09:03:07:30", "1 2017-05-05T09:03:07.000"},
         {"17-05-05T09:03:07Z", "1 0017-05-05T09:03:07.000"},
-        {"1-05-05T09:03:07:30", "1 0001-05-05T09:03:07.000"},
-        {"0017-05-05", "1 0017-05-05T00:00:00.000"},
-        {"01/02/0017 03:04:05", "2 0017-01-02T03:04:05.000"},
         {"01/02/2017 03:04:05.006", "2 2017-01-02T03:04:05.006"},
-        {"1/2/49 12:00 am", "2 2049-01-02T00:00:00.000"},
         {"1/2/50 12:00:30PM", "2 1950-01-02T12:00:30.000"},
-        {"1-2-2017", "2 2017-01-02T00:00:00.000"},
         {"may 5, 2017 9:03 PM", "2 2017-05-05T21:03:00.000"},
         {"13/05/2017", "3 2017-05-13T00:00:00.000"},
         {"17-05-05", "3 2005-05-17T00:00:00.000"},
-        {"31. 12. 2017", "3 2017-12-31T00:00:00.000"},
         {"5-SEP-2017", "3 2017-09-05T00:00:00.000"},
-        {"5 September 2017", "3 2017-09-05T00:00:00.000"},
         {"2017/05/06", "4 2017-05-06T00:00:00.000"},
-        {"2017.5.6 1:02", "4 2017-05-06T01:02:00.000"},
         {"2017 Dec 6", "4 2017-12-06T00:00:00.000"},
-        {"02/30/2017", "no day"},
-    };
-    for (auto const &c : cases) EXPECT_EQ(readBack(c.text), c.expected) << c.text;
+        {"02/30/2017", "no day"}};
+    for (auto const &[text, expected] : cases) EXPECT_EQ(readBack(text), expected) << text;
 }
 
 TEST(KqsstrDateTextTest, RefusesWhatIsNoDate) {
-    for (char const *text : {"",
-                             "x",
-                             "2017",
-                             "2017-05",
-                             "2017-05-05T",
-                             "2017-05-05T24:00",
-                             "2017-05-05T09:60",
-                             "2017-05-05T09:03:60",
-                             "2017-05-05T09:03:07.",
-                             "2017-05-05T09:03:07X",
-                             "2017-05-05T09:03:07+24",
-                             "2017-05-05T09:03:07+05:",
-                             "2017-05-05T09:03:07Z ?",
-                             "2017-13-05",
-                             "2017-00-05",
-                             "2017-05-32",
-                             "0000-05-05",
-                             "0-00-00T00:00:00Z",
-                             "12345-05-05T00:00:00Z",
-                             "170505",
-                             "170505T000000",
-                             "1/2",
-                             "1/2/",
-                             "1/2-2017",
-                             "1 2 2017",
-                             "13/13/2017",
-                             "1/2/2017 25:00",
-                             "1/2/2017 13:00 PM",
-                             "1/2/2017 9:00 XM",
-                             "1/2/2017 9:0",
-                             "Mayday 5 2017",
-                             "5 Ma 2017",
-                             "1/2/2017x",
-                             "1/2/20171"}) {
-        EXPECT_EQ(readBack(text), "none") << text;
-    }
-    EXPECT_EQ(readBack(nullptr), "none");
-}
-
-TEST(KqsstrDateTextTest, ReadsWhatItWrites) {
-    for (double const day : {-693593.0, -683000.0, -0.25, 0.0, 42860.377164351855, 2958465.0}) {
-        for (int const mode : {0, 1, 17}) {
-            char text[128];
-            ASSERT_GT(kqs_date_to_string(day, mode, text, sizeof text), 0);
-            char iso[128] = "";
-            kqs_date_to_string(day, mode == 17 ? 17 : 1, iso, sizeof iso);
-            EXPECT_EQ(readBack(text).substr(2, std::strlen(iso)), iso) << text;
-        }
+    std::istringstream texts(
+        "|x|2017|2017-05|2017-05-05T|2017-05-05T24:00|2017-05-05T09:60|2017-05-05T09:03:60|"
+        "2017-05-05T09:03:07.|2017-05-05T09:03:07X|2017-05-05T09:03:07+24|2017-05-05T09:03:07+05:|"
+        "2017-05-05T09:03:07Z ?|2017-13-05|2017-00-05|2017-05-32|0000-05-05|0-00-00T00:00:00Z|"
+        "12345-05-05T00:00:00Z|170505|170505T000000|1/2|1/2/|1/2-2017|1 2 2017|13/13/2017|"
+        "1/2/2017 25:00|1/2/2017 13:00 PM|1/2/2017 9:00 XM|1/2/2017 9:0|Mayday 5 2017|5 Ma 2017|"
+        "1/2/2017x|1/2/20171");
+    for (std::string text; std::getline(texts, text, '|');) {
+        EXPECT_EQ(readBack(text.c_str()), "none") << text;
     }
 }
 
 TEST(KqsstrDateTextTest, WritesTheModes) {
     double value = 0;
     kqs_compose_date_milli(17, 5, 6, 9, 3, 7, 80, &value);
-    char text[24];
-    EXPECT_EQ(kqs_date_to_string(value, 0, text, sizeof text), 23);
-    EXPECT_STREQ(text, "05/06/0017 09:03:07.080");
-    EXPECT_EQ(kqs_date_to_string(value, 1, text, 24), 23);
-    EXPECT_STREQ(text, "0017-05-06T09:03:07.080");
-    EXPECT_EQ(kqs_date_to_string(value, 17, text, 20), 19);
-    EXPECT_STREQ(text, "0017-05-06T09:03:07");
-    EXPECT_EQ(kqs_date_to_string(-0.25, 0, text, 20), 19);
-    EXPECT_STREQ(text, "12/29/1899 18:00:00");
-
-    EXPECT_EQ(kqs_date_to_string(value, 1, text, 23), 0);
-    EXPECT_STREQ(text, "");
-    EXPECT_EQ(kqs_date_to_string(value, 2, text, sizeof text), 0);
-    EXPECT_EQ(kqs_date_to_string(std::nan(""), 1, text, sizeof text), 0);
-    EXPECT_EQ(kqs_date_to_string(value, 1, nullptr, 0), 0);
+    std::tuple<double, int, int, std::string> const cases[] = {
+        {value, 0, 24, "05/06/0017 09:03:07.080"},
+        {value, 1, 24, "0017-05-06T09:03:07.080"},
+        {value, 17, 20, "0017-05-06T09:03:07"},
+        {-0.25, 0, 20, "12/29/1899 18:00:00"},
+        {value, 1, 23, ""}};
+    for (auto const &[date, mode, size, expected] : cases) {
+        char text[24];
+        EXPECT_EQ(kqs_date_to_string(date, mode, text, size), static_cast<int>(expected.size()));
+        EXPECT_EQ(text, expected);
+    }
 }
 
 }  // namespace

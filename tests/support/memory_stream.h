@@ -2,62 +2,37 @@
 #pragma once
 
 #include <algorithm>
+#include <memory>
 #include <string>
-#include <string_view>
 
 #include "kqb/kqbtxtfile.h"
 
-// Gives step bytes at a time where more are asked for. Counts itself in *alive.
-class MemoryStream final : public KqbIORaw {
-public:
-    enum Defect { kNone, kNotReady, kNoOpen };
+// Gives step bytes at a time where more are asked for. Shares the life that it is given.
+struct MemoryStream final : KqbIORaw {
+    MemoryStream(std::string bytes, std::size_t atOnce, std::shared_ptr<int> life = nullptr)
+        : content(std::move(bytes)), step(atOnce), alive(std::move(life)) {}
 
-    explicit MemoryStream(std::string_view content, std::size_t step, int *alive = nullptr)
-        : content_(content), step_(step), alive_(alive) {
-        if (alive_ != nullptr) ++*alive_;
-    }
-    ~MemoryStream() override {
-        if (alive_ != nullptr) --*alive_;
-    }
-
-    void fail(Defect defect) { defect_ = defect; }
-    // Bytes that can be written before writing fails, and where they go.
-    void writeTo(std::string *written, std::size_t room) {
-        written_ = written;
-        room_ = room;
-    }
-
-    bool isReady() override { return defect_ != kNotReady; }
-    bool open(int) override { return defect_ != kNoOpen; }
+    bool isReady() override { return ready; }
+    bool open(int) override { return opens; }
     int read(char const **data, int max) override {
-        std::size_t const count =
-            std::min({step_, static_cast<std::size_t>(max), content_.size() - position_});
-        *data = content_.data() + position_;
-        position_ += count;
-        return static_cast<int>(count);
+        *data = content.data() + position;
+        position += std::min({step, static_cast<std::size_t>(max), content.size() - position});
+        return static_cast<int>(content.data() + position - *data);
     }
-    KqbString getErrorMessage() override { return KqbString(room_ == 0 ? "no room left" : ""); }
+    KqbString getErrorMessage() override { return KqbString(room == 0 ? "no room left" : ""); }
     KqbString getName() override { return KqbString("memory"); }
     int write(char const *data, unsigned int size) override {
-        std::size_t const count = std::min({step_, std::size_t{size}, room_});
-        if (count == 0) return -1;
-        room_ -= count;
-        written_->append(data, count);
-        return static_cast<int>(count);
+        std::size_t const count = std::min({step, std::size_t{size}, room});
+        room -= count;
+        written.append(data, count);
+        return count == 0 ? -1 : static_cast<int>(count);
     }
     void release() override { delete this; }
-    __int64 size() override { return static_cast<__int64>(content_.size()); }
-    __int64 skip(__int64 count) override {
-        position_ += static_cast<std::size_t>(count);
-        return static_cast<__int64>(position_);
-    }
+    __int64 size() override { return static_cast<__int64>(content.size()); }
+    __int64 skip(__int64 count) override { return position += static_cast<std::size_t>(count), 0; }
 
-private:
-    std::string content_;
-    std::size_t step_;
-    std::size_t position_ = 0;
-    int *alive_;
-    Defect defect_ = kNone;
-    std::string *written_ = nullptr;
-    std::size_t room_ = 1;
+    std::string content, written;
+    std::size_t step, position = 0, room = 1;  // room: bytes that can be written
+    std::shared_ptr<int> alive;
+    bool ready = true, opens = true;
 };

@@ -9,16 +9,12 @@
 #include "plugins/kqbio/kqbio.h"
 #include "support/pool_test.h"
 
-class TextIoTest : public PoolTest {
-protected:
+struct TextIoTest : PoolTest {
     void SetUp() override {
         PoolTest::SetUp();
         kqbSetTextIoFactory(KqbIOInitialize(""));
     }
-    void TearDown() override {
-        kqbSetTextIoFactory(nullptr);
-        PoolTest::TearDown();
-    }
+    ~TextIoTest() override { kqbSetTextIoFactory(nullptr); }
 };
 
 struct ReleaseTxtFile {
@@ -26,19 +22,17 @@ struct ReleaseTxtFile {
 };
 using TxtFileOwner = std::unique_ptr<KqbTxtFile, ReleaseTxtFile>;
 
-inline TxtFileOwner openText(std::string const &path, KqbTxtFileOpenMode mode, int encoding = -1,
-                             int flags = 0) {
+// Opens a file by its path, or a stream.
+template <class Source>
+TxtFileOwner openText(Source const &source, KqbTxtFileOpenMode mode, int encoding = -1,
+                      int flags = 0) {
     KqbString error;
-    TxtFileOwner file(kqbTxtFileOpen(path.c_str(), mode, encoding, flags, &error));
-    EXPECT_EQ(file == nullptr, !error.isNull());
-    EXPECT_NE(file, nullptr) << error.asCstr();
-    return file;
-}
-
-inline TxtFileOwner openText(KqbIORaw *stream, KqbTxtFileOpenMode mode, int encoding = -1,
-                             int flags = 0) {
-    KqbString error;
-    TxtFileOwner file(kqbTxtFileOpenStream(stream, mode, encoding, flags, &error));
+    TxtFileOwner file;
+    if constexpr (std::is_convertible_v<Source, KqbIORaw *>) {
+        file.reset(kqbTxtFileOpenStream(source, mode, encoding, flags, &error));
+    } else {
+        file.reset(kqbTxtFileOpen(std::string(source).c_str(), mode, encoding, flags, &error));
+    }
     EXPECT_NE(file, nullptr) << error.asCstr();
     return file;
 }
@@ -46,17 +40,13 @@ inline TxtFileOwner openText(KqbIORaw *stream, KqbTxtFileOpenMode mode, int enco
 // All lines that are left; behind them the error text in angle brackets if reading failed.
 inline std::vector<std::string> linesOf(KqbTxtFile &file) {
     std::vector<std::string> lines;
-    for (;;) {
-        char const *text = nullptr;
-        unsigned int size = 0;
-        bool end = false;
-        if (!file.readLine(&text, &size, &end)) {
-            lines.push_back("<" + std::string(file.getErrorMessage().asCstr()) + ">");
-            return lines;
-        }
+    char const *text = nullptr;
+    unsigned int size = 0;
+    for (bool end = false; file.readLine(&text, &size, &end); lines.emplace_back(text, size)) {
         EXPECT_EQ(end, text == nullptr);
         if (end) return lines;
         EXPECT_EQ(text[size], '\0');
-        lines.emplace_back(text, size);
     }
+    lines.push_back("<" + std::string(file.getErrorMessage().asCstr()) + ">");
+    return lines;
 }
