@@ -14,6 +14,10 @@ if(KQB_MARCH AND CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
     target_compile_options(kqb_options INTERFACE -march=${KQB_MARCH})
 endif()
 if(KQB_SANITIZE)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+        # The instrumentation hides initialisations from it, inside the standard library too.
+        target_compile_options(kqb_options INTERFACE -Wno-maybe-uninitialized)
+    endif()
     target_compile_options(kqb_options INTERFACE
         -fsanitize=${KQB_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(kqb_options INTERFACE -fsanitize=${KQB_SANITIZE})
