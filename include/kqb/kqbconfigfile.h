@@ -15,6 +15,9 @@ class KqbConfigFileImpl;
 //
 // Copies are handles on one shared implementation, which lives as long as its last handle. Neither
 // the class nor its handles are locked: all handles of one file belong to one thread at a time.
+//
+// What a file holds lies in the pool: filling one needs kqbInitialize, and a file that is not empty
+// must not outlive kqbShutdown.
 class KQB_API KqbConfigFile {
 public:
     // An empty file. Without memory the object stays empty: reading fails, changes are ignored.
