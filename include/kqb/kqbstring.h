@@ -180,6 +180,7 @@ private:
     static void destroy(InternalString *rep);
     static InternalString *newString(unsigned int bytes);
     static InternalString *makeString(char const *text, std::size_t bytes, unsigned int characters);
+    bool reuse(char const *text, std::size_t bytes);
 
     void forget() {
         rep_ = nullptr;

@@ -50,10 +50,10 @@ KQB_API KqbString kqbStringFormatArgs(char const *format, KqbFormatArg const *ar
 //   KqbString::assign(double) writes it    %% a percent sign
 // Every other byte is copied: an unknown conversion %c gives "%c", %l or %ll before another byte
 // gives "%l" and that byte, %I before anything but 64i or 64u gives "%". A lone % at the end gives
-// "%". An integer is read at the width of its own type, whatever the conversion's length says,
-// and by the conversion's sign. An argument that is missing or of the wrong kind leaves its conversion
-// standing as text; the next conversion takes the next argument all the same. Null or empty
-// format: null. When memory runs out the result is what could be built.
+// "%". An integer is read at the width of its own type (an int's, where that is narrower), whatever
+// the conversion's length says, and by the conversion's sign. An argument that is missing or of the
+// wrong kind leaves its conversion standing as text; the next conversion takes the next argument all
+// the same. Null or empty format: null. When memory runs out the result is what could be built.
 template <class... Arguments>
 KqbString kqbStringFormat(char const *format, Arguments const &...arguments) {
     if constexpr (sizeof...(Arguments) == 0) {

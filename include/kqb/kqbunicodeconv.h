@@ -46,13 +46,14 @@ public:
 
     // Gives back both buffers and makes room for length units and a terminating 0, which is
     // written at once; the units before it are not initialised. 0 (or less): no buffer, true.
-    // False when the pool has no memory; the length is recorded nevertheless.
+    // False when the pool has no memory, or length is 2^30 - 1 or more; the length is recorded
+    // nevertheless.
     bool set(int length);
 
     // Room for bufLength() units, for the caller to fill; null when there is no buffer.
     unsigned short *getUCBuffer() const { return units_; }
     int bufLength() const { return length_; }
-    int bufLengthBytes() const { return length_ * 2; }
+    int bufLengthBytes() const { return static_cast<int>(static_cast<unsigned>(length_) * 2); }
 
     // The UTF-8 form, made once: later calls return the same pointer, also when the units were
     // changed meanwhile. Null when there is no buffer, the units up to the first 0 are ill-formed

@@ -6,10 +6,10 @@
 #include "kqb/kqbstring.h"
 
 #include <bit>
-#include <cstdint>
 #include <cstring>
 #include <new>
 
+#include "core/kqbcopy_internal.h"
 #include "core/kqbstring_internal.h"
 #include "kqb/kqbmempool.h"
 #include "kqb/kqbunicodeconv.h"
@@ -40,40 +40,10 @@ Piece measure(char const *text, int characters, int bytes) {
     return {text, std::strlen(text), kUnknown};
 }
 
-// --- Copying and counting in one go ---------------------------------------------------------------
-
-using Vector = std::uint64_t __attribute__((vector_size(16)));
-
-bool isAscii(std::uint64_t seen) { return (seen & 0x8080808080808080) == 0; }
-bool isAscii(Vector const &seen) { return isAscii(seen[0] | seen[1]); }
-
-// Copies at least one word, the last one where it ends the text.
-template <class Word>
-bool copyIsAscii(char *to, char const *from, std::size_t bytes) {
-    Word seen{};
-    auto const copyWord = [&](std::size_t at) {
-        Word word;
-        std::memcpy(&word, from + at, sizeof word);
-        std::memcpy(to + at, &word, sizeof word);
-        seen |= word;
-    };
-    std::size_t const last = bytes - sizeof(Word);
-    for (std::size_t at = 0; at < last; at += sizeof(Word)) copyWord(at);
-    copyWord(last);
-    return isAscii(seen);
-}
-
-bool copyIsAscii(char *to, char const *from, std::size_t bytes) {
-    if (bytes >= sizeof(Vector)) return copyIsAscii<Vector>(to, from, bytes);
-    if (bytes >= 8) return copyIsAscii<std::uint64_t>(to, from, bytes);
-    if (bytes >= 4) return copyIsAscii<std::uint32_t>(to, from, bytes);
-    return bytes == 0 || copyIsAscii<std::uint8_t>(to, from, bytes);
-}
-
 // Copies a piece and returns its characters. Nearly all text is ASCII, where they are the bytes.
 unsigned copyPiece(char *to, Piece const &piece) {
     if (piece.characters == kUnknown) {
-        if (copyIsAscii(to, piece.text, piece.bytes)) return static_cast<unsigned>(piece.bytes);
+        if (kqbCopyIsAscii(to, piece.text, piece.bytes)) return static_cast<unsigned>(piece.bytes);
         return np_uchar_length_n(to, piece.bytes);
     }
     std::memcpy(to, piece.text, piece.bytes);
@@ -139,6 +109,20 @@ void KqbString::replaceString(InternalString *rep) {
     rep->text[bytes] = '\0';
     rep->bytes = static_cast<unsigned>(bytes);
     return rep;
+}
+
+bool KqbString::reuse(char const *text, std::size_t bytes) {
+    if (rep_ == nullptr || bytes >= rep_->capacity || rep_->capacity != roundedCapacity(bytes) ||
+        kqAtomGet(&rep_->references) > 1) {
+        return false;
+    }
+    std::uintptr_t const offset =
+        reinterpret_cast<std::uintptr_t>(text) - reinterpret_cast<std::uintptr_t>(rep_->text);
+    if (offset < rep_->capacity) return false;  // a part of itself
+    rep_->characters = copyPiece(rep_->text, {text, bytes, kUnknown});
+    rep_->text[bytes] = '\0';
+    rep_->bytes = static_cast<unsigned>(bytes);
+    return true;
 }
 
 bool KqbString::doAssign(char const *text, int characters, int bytes) {
@@ -311,12 +295,11 @@ KqbString &KqbString::appendAny(char const *text, bool *error) {
 
 // --- The library's own view -----------------------------------------------------------------------
 
+// A text of about the size of the one before goes into its place, if nobody else holds that.
 bool KqbStringAccess::assign(KqbString &string, std::string_view bytes) {
-    if (bytes.size() > kKqbStringMaxBytes) {
-        string.setNull();
-        return false;
-    }
-    return string.doAssign(bytes.data(), -1, static_cast<int>(bytes.size()));
+    if (string.reuse(bytes.data(), bytes.size())) return true;
+    string.replaceString(KqbString::makeString(bytes.data(), bytes.size(), kUnknown));
+    return string.rep_ != nullptr;
 }
 
 bool KqbStringAccess::append(KqbString &string, std::string_view bytes) {

@@ -39,8 +39,11 @@ char *toChars(char *out, long long value) {
     return std::to_chars(out, out + kIntegerText, value).ptr;
 }
 
-// value divided by 10 to the power of places.
+// value divided by 10 to the power of places, without zeros at the end: a product with fewer places
+// may have missed being whole by its rounding.
 char *writeDecimal(char *out, long long value, int places) {
+    for (; places > 0 && value % 10 == 0; --places) value /= 10;
+    if (places == 0) return toChars(out, value);
     char digits[kIntegerText];
     auto const count = static_cast<int>(toChars(digits, value) - digits);
     int const whole = count - places;
@@ -65,12 +68,10 @@ char *writeFewPlaces(double value, char *out) {
     double scaled = magnitude;
     double scale = 1;
     for (int places = 0; places <= kFewPlaces && scaled < kLargestWhole; ++places) {
-        auto whole = static_cast<long long>(scaled);
+        auto const whole = static_cast<long long>(scaled);
         if (static_cast<double>(whole) == scaled) {
-            // A product with fewer places may have missed being whole by its rounding.
-            for (; places > 0 && whole % 10 == 0; whole /= 10) --places;
             if (std::signbit(value)) *out++ = '-';
-            return places == 0 ? toChars(out, whole) : writeDecimal(out, whole, places);
+            return writeDecimal(out, whole, places);
         }
         scale *= 10;
         scaled = magnitude * scale;

@@ -4,6 +4,7 @@
 // lengths tell, needs no translation between the two.
 #include <cstring>
 
+#include "core/kqbcopy_internal.h"
 #include "core/kqbstring_internal.h"
 #include "platform/kqschr.h"
 
@@ -76,7 +77,7 @@ public:
     }
 
 private:
-    static constexpr unsigned kBatch = 256;
+    static constexpr unsigned kBatch = 512;
 
     bool refill() {
         if (from_ == kNone || (batches_ > 0 && held_ < kBatch)) return false;
@@ -194,7 +195,7 @@ KqbString KqbString::replace(KqbString const &from, KqbString const &to, unsigne
 
     char *out = result.rep_->text;
     auto const add = [&out](char const *piece, std::size_t size) {
-        std::memcpy(out, piece, size);
+        kqbCopy(out, piece, size);
         out += size;
     };
     std::size_t done = 0;

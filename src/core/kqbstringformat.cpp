@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cstring>
 
+#include "core/kqbcopy_internal.h"
 #include "core/kqbstring_internal.h"
 
 namespace {
@@ -12,6 +13,8 @@ using std::string_view;
 
 class Pieces {
 public:
+    explicit Pieces(KqbString &result) : result_(result) {}
+
     void add(string_view piece) {
         touched_ = true;
         if (piece.size() > room()) {
@@ -21,7 +24,7 @@ public:
                 return;
             }
         }
-        std::memcpy(end_, piece.data(), piece.size());
+        kqbCopy(end_, piece.data(), piece.size());
         end_ += piece.size();
     }
 
@@ -49,16 +52,16 @@ public:
     }
     static constexpr std::size_t kNumberText = kKqbDoubleText;
 
-    // Null when no piece was added.
-    KqbString take() {
+    // Brings the result up to date; it stays null when no piece was added.
+    void finish() {
         if (touched_) flush();
-        return static_cast<KqbString &&>(result_);
     }
 
 private:
     std::size_t room() const { return static_cast<std::size_t>(buffer_ + sizeof buffer_ - end_); }
 
-    void flush() {
+    // Seldom needed before the end; kept out of line so that the ways around it are short.
+    [[gnu::noinline]] void flush() {
         KqbStringAccess::append(result_, {buffer_, static_cast<std::size_t>(end_ - buffer_)});
         end_ = buffer_;
     }
@@ -66,22 +69,22 @@ private:
     char buffer_[512];
     char *end_ = buffer_;
     bool touched_ = false;
-    KqbString result_;
+    KqbString &result_;
 };
 
 // Reads a format once. Every function that takes `at`, a place behind a percent sign, answers
 // where the reading goes on.
 class Formatter {
 public:
-    Formatter(KqbFormatArg const *arguments, unsigned count)
-        : next_(arguments), end_(arguments + count) {}
+    Formatter(KqbFormatArg const *arguments, unsigned count, KqbString &result)
+        : next_(arguments), end_(arguments + count), pieces_(result) {}
 
-    KqbString run(char const *at) {
+    void run(char const *at) {
         while (*at != '\0') {
             at = pieces_.addLiteral(at);
             if (*at == '%') at = convert(at + 1);
         }
-        return pieces_.take();
+        pieces_.finish();
     }
 
 private:
@@ -161,17 +164,18 @@ private:
     char const *integer(char const *at, char const *end, bool isSigned) {
         KqbFormatArg const *const argument = take(Kind::kInteger, at, end);
         if (argument == nullptr) return end;
-        unsigned long long const bits = argument->integer();
+        // What is narrower than an int is promoted, as in any call.
         bool const isWide = argument->size() > sizeof(int);
-        char *const room = pieces_.numberRoom();
-        char *const limit = room + Pieces::kNumberText;
-        if (isSigned) {
-            auto const value = static_cast<long long>(bits);
-            pieces_.wrote(std::to_chars(room, limit, isWide ? value : static_cast<int>(value)).ptr);
-        } else {
-            pieces_.wrote(
-                std::to_chars(room, limit, isWide ? bits : static_cast<unsigned>(bits)).ptr);
+        unsigned long long magnitude = argument->integer();
+        if (!isWide) magnitude = static_cast<unsigned>(magnitude);
+        auto const value = isWide ? static_cast<long long>(magnitude)
+                                  : static_cast<long long>(static_cast<int>(magnitude));
+        char *out = pieces_.numberRoom();
+        if (isSigned && value < 0) {
+            *out++ = '-';
+            magnitude = 0 - static_cast<unsigned long long>(value);
         }
+        pieces_.wrote(std::to_chars(out, out + Pieces::kNumberText, magnitude).ptr);
         return end;
     }
 
@@ -179,9 +183,14 @@ private:
     // sign to end, becomes text.
     KqbFormatArg const *take(Kind kind, char const *at, char const *end) {
         KqbFormatArg const *const argument = next_ < end_ ? next_++ : nullptr;
-        if (argument != nullptr && argument->kind() == kind) return argument;
-        pieces_.add(between(at - 1, end));
+        if (argument != nullptr && argument->kind() == kind) [[likely]]
+            return argument;
+        leave(at, end);
         return nullptr;
+    }
+
+    [[gnu::noinline]] void leave(char const *at, char const *end) {
+        pieces_.add(between(at - 1, end));
     }
 
     KqbFormatArg const *next_;
@@ -193,6 +202,7 @@ private:
 
 KqbString kqbStringFormatArgs(char const *format, KqbFormatArg const *arguments,
                               unsigned int count) {
-    if (format == nullptr) return KqbString();
-    return Formatter(arguments, count).run(format);
+    KqbString result;
+    if (format != nullptr) Formatter(arguments, count, result).run(format);
+    return result;
 }
