@@ -22,6 +22,7 @@
 #include "config/kqbconfigentries_internal.h"
 #include "config/kqbkeyindex_internal.h"
 #include "config/kqbmemory_internal.h"
+#include "core/kqbcopy_internal.h"
 #include "core/kqbstring_internal.h"
 #include "kqb/kqbmessage.h"
 #include "kqb/kqbmodules.h"
@@ -55,6 +56,13 @@ std::string_view trimmed(std::string_view text) {
     return kqbTrimmed(text);
 }
 
+// A guess that keeps the key index from growing step by step, and costs little where it is wrong.
+std::size_t likelyEntries(KqbTxtFile &file) {
+    constexpr long long kBytesPerEntry = 48;
+    constexpr long long kMost = 1 << 20;
+    return static_cast<std::size_t>(std::clamp(file.size() / kBytesPerEntry, 0LL, kMost));
+}
+
 // --- Comments -----------------------------------------------------------------------------------
 
 // The text that a comment line's text stands for: itself, or a copy with its escapes replaced.
@@ -72,19 +80,6 @@ std::string_view unescapedComment(std::string_view text, KqbTextStore &texts) {
     return texts.keep(plain);
 }
 
-// Appends a comment as one line: its line ends become "\n".
-void appendEscapedComment(std::string &text, std::string_view comment) {
-    for (;;) {
-        std::size_t const end = comment.find('\n');
-        std::string_view line = comment.substr(0, end);
-        if (end != std::string_view::npos && line.ends_with('\r')) line.remove_suffix(1);
-        text += line;
-        if (end == std::string_view::npos) return;
-        text += kLineFeedEscape;
-        comment.remove_prefix(end + 1);
-    }
-}
-
 // What stays in the file of an entry that is gone: its comment, as it stands, and a line.
 std::string_view deadText(KqbConfigEntry const &entry, std::string_view mark, std::string_view key,
                           KqbTextStore &texts) {
@@ -96,38 +91,63 @@ std::string_view deadText(KqbConfigEntry const &entry, std::string_view mark, st
 
 // --- Writing ------------------------------------------------------------------------------------
 
-// Writes lines through one buffer. Every operation is false when the file refuses the line.
+// Gathers lines and hands them to the file many at a time. Every operation is false when the file
+// refuses what it is given.
 class LineWriter {
 public:
-    explicit LineWriter(KqbTxtFile &file) : file_(file) {}
+    explicit LineWriter(KqbTxtFile &file) : file_(file), buffer_(new char[kRoom]) {}
 
-    bool line(std::string_view text) {
-        if (text.size() > std::numeric_limits<unsigned int>::max()) throw std::length_error("line");
-        return file_.writeln(text.empty() ? nullptr : text.data(),
-                             static_cast<unsigned int>(text.size()));
-    }
+    bool line(std::string_view text) { return put(text) && put("\n"); }
 
     bool entry(std::string_view key, KqbConfigEntry const &entry) {
-        return comment(entry.text(kComment)) && pair(key, entry.text(kValue));
+        return comment(entry.text(kComment)) && put(key) && put("=") && line(entry.text(kValue));
+    }
+
+    // Hands over what is left.
+    bool finish() {
+        std::size_t const size = std::exchange(used_, 0);
+        return size == 0 || file_.write(buffer_.get(), static_cast<unsigned int>(size));
     }
 
 private:
+    static constexpr std::size_t kRoom = 128 * 1024;
+
     bool comment(std::string_view text) {
-        if (text.empty()) return true;
-        line_ = '#';
-        appendEscapedComment(line_, text);
-        return line(line_);
+        return text.empty() || (put("#") && escapedLines(text) && put("\n"));
     }
 
-    bool pair(std::string_view key, std::string_view value) {
-        line_ = key;
-        line_ += '=';
-        line_ += value;
-        return line(line_);
+    // A comment is one line of the file, however many it has.
+    bool escapedLines(std::string_view text) {
+        for (;;) {
+            std::size_t const end = text.find('\n');
+            std::string_view line = text.substr(0, end);
+            if (end != std::string_view::npos && line.ends_with('\r')) line.remove_suffix(1);
+            if (!put(line)) return false;
+            if (end == std::string_view::npos) return true;
+            if (!put(kLineFeedEscape)) return false;
+            text.remove_prefix(end + 1);
+        }
+    }
+
+    bool put(std::string_view piece) {
+        if (piece.size() > kRoom - used_) return putApart(piece);
+        kqbCopy(buffer_.get() + used_, piece.data(), piece.size());
+        used_ += piece.size();
+        return true;
+    }
+
+    [[gnu::noinline]] bool putApart(std::string_view piece) {
+        if (piece.size() > std::numeric_limits<unsigned int>::max()) {
+            throw std::length_error("line");
+        }
+        if (!finish()) return false;
+        if (piece.size() <= kRoom) return put(piece);
+        return file_.write(piece.data(), static_cast<unsigned int>(piece.size()));
     }
 
     KqbTxtFile &file_;
-    std::string line_;
+    std::unique_ptr<char[]> buffer_;
+    std::size_t used_ = 0;
 };
 
 }  // namespace
@@ -178,7 +198,7 @@ private:
         errorMessage_ = message;
         return false;
     }
-    bool readLines(KqbTxtFile &file);
+    bool readLines(KqbTxtFile &file, Reader &reader);
     bool writeLines(KqbTxtFile &file);
     void addLine(std::string_view text);
     void addEntryLine(std::string_view key, std::string_view value, std::string_view comment);
@@ -243,23 +263,18 @@ bool KqbConfigFileImpl::read(KqbString const &path) {
     TextFile const file(kqbTxtFileOpen(path.asCstr(), KqbTxtFileRead, kDetectEncoding,
                                        kKqbTxtFileKeepIllFormed, &error));
     if (file == nullptr) return fail(error);
+    Reader reader(*this);
     bool isRead = false;
-    if (!kqbWithMemory([&] { isRead = readLines(*file); })) return fail(outOfMemoryText());
+    bool const hadMemory = kqbWithMemory([&] { isRead = readLines(*file, reader); });
+    bool const isKept = kqbWithMemory([&] { reader.keepComment(); });
+    if (!hadMemory || !isKept) return fail(outOfMemoryText());
     if (!isRead) return fail(file->getErrorMessage());
     file->close();
     return true;
 }
 
-// A guess that keeps the key index from growing step by step, and costs little where it is wrong.
-std::size_t likelyEntries(KqbTxtFile &file) {
-    constexpr long long kBytesPerEntry = 48;
-    constexpr long long kMost = 1 << 20;
-    return static_cast<std::size_t>(std::clamp(file.size() / kBytesPerEntry, 0LL, kMost));
-}
-
-bool KqbConfigFileImpl::readLines(KqbTxtFile &file) {
+bool KqbConfigFileImpl::readLines(KqbTxtFile &file, Reader &reader) {
     entries_.reserve(likelyEntries(file));
-    Reader reader(*this);
     char const *text = nullptr;
     unsigned int size = 0;
     bool isEnd = false;
@@ -268,7 +283,6 @@ bool KqbConfigFileImpl::readLines(KqbTxtFile &file) {
         reader.takeLine({text, size});
         isRead = file.readLine(&text, &size, &isEnd);
     }
-    reader.keepComment();
     return isRead;
 }
 
@@ -344,7 +358,7 @@ bool KqbConfigFileImpl::writeAdded(LineWriter &out) {
         if (position == kNone) continue;
         if (!out.line({}) || !out.entry(kqbTextOf(key), entries_[position])) return false;
     }
-    return true;
+    return out.finish();
 }
 
 // --- Entries ------------------------------------------------------------------------------------
@@ -386,7 +400,7 @@ bool KqbConfigFileImpl::getNext(bool first, KqbString *key, KqbString *value) {
 bool KqbConfigFileImpl::deliver(std::size_t place, KqbString *key, KqbString *value) {
     return kqbWithMemory([&] {
         KqbConfigEntry &entry = entries_.inOrder(place);
-        if (key != nullptr) entry.string(kKey);
+        if (key != nullptr) entry.string(kKey);  // so that nothing fails behind the first output
         if (value != nullptr) *value = entry.string(kValue);
         if (key != nullptr) *key = entry.string(kKey);
     });

@@ -20,10 +20,12 @@
 #include "config/kqbkeyindex_internal.h"
 #include "config/kqbmemory_internal.h"
 #include "config/kqboptionexpansion_internal.h"
+#include "core/kqbcopy_internal.h"
 #include "core/kqbstring_internal.h"
 #include "kqb/kqbconfigfile.h"
 #include "kqb/kqbdirectorylisting.h"
 #include "kqb/kqbpath.h"
+#include "platform/kqatom.h"
 #include "platform/kqbb.h"
 #include "platform/kqschr.h"
 #include "platform/kqssys.h"
@@ -91,8 +93,36 @@ bool hasExtension(KqbString const &name, KqbString const &extension) {
 // --- One registry -------------------------------------------------------------------------------
 
 struct Option {
+    std::string_view keyText;  // of key, so that a look-up need not go through the string
+    KqbString value;           // beside the text, which is looked at just before
     KqbString key;
-    KqbString value;
+};
+
+// A value on its way out of the lock. Sharing it writes to a counter that all its readers share,
+// which costs threads that ask at the same time more than the bytes of a short text.
+class ValueCopy {
+public:
+    void take(KqbString const &value) {
+        std::string_view const text = kqbTextOf(value);
+        if (KQ_ATOM_SINGLE_THREADED || text.data() == nullptr || text.size() > sizeof bytes_) {
+            shared_ = value;
+            return;
+        }
+        kqbCopy(bytes_, text.data(), text.size());
+        text_ = {bytes_, text.size()};
+    }
+
+    // False, with a null target, when memory ran out.
+    bool deliver(KqbString *target) {
+        if (text_.data() != nullptr) return KqbStringAccess::assign(*target, text_);
+        *target = std::move(shared_);
+        return true;
+    }
+
+private:
+    char bytes_[64];
+    std::string_view text_;  // in bytes_, or without data
+    KqbString shared_;
 };
 
 // What a look-up takes out of the lock.
@@ -133,10 +163,10 @@ public:
 
 private:
     std::uint32_t positionOf(KqbKey const &key) const {
-        return index_.find(key, [this](std::uint32_t at) { return kqbTextOf(options_[at].key); });
+        return index_.find(key, [this](std::uint32_t at) { return options_[at].keyText; });
     }
     void append(KqbKey const &key, Option option);
-    KqbString copyOf(KqbKey const &key, bool *isFound) const;
+    bool copyOf(KqbKey const &key, ValueCopy *copy) const;
     bool getExpanded(KqbString const &key, KqbString *value);
     void read(Option const &option, bool expand, Finding *finding) const;
     void fail(KqbString const &message);
@@ -149,7 +179,7 @@ private:
 
 bool KqbConfigOptionsImpl::setOption(KqbString const &key, KqbString const &value) {
     KqbKey const sought(key);
-    Option option{key, value};
+    Option option{kqbTextOf(key), value, key};
     return kqbWithMemory([&] {
         WriteHeld const held(lock_);
         std::uint32_t const position = positionOf(sought);
@@ -185,18 +215,19 @@ bool KqbConfigOptionsImpl::getOptionAt(int index, KqbString *key, KqbString *val
 
 bool KqbConfigOptionsImpl::getOption(KqbString const &key, KqbString *value, bool expand) {
     if (expand) return getExpanded(key, value);
-    bool isFound = false;
-    KqbString stored = copyOf(KqbKey(key), &isFound);
-    if (value != nullptr) *value = std::move(stored);
-    return isFound;
+    ValueCopy copy;
+    bool const isFound = copyOf(KqbKey(key), &copy);
+    if (value == nullptr) return isFound;
+    return copy.deliver(value) && isFound;
 }
 
 // What the output held is let go of by the caller, after the lock.
-KqbString KqbConfigOptionsImpl::copyOf(KqbKey const &key, bool *isFound) const {
+bool KqbConfigOptionsImpl::copyOf(KqbKey const &key, ValueCopy *copy) const {
     ReadHeld const held(lock_);
     Option const *const option = find(key);
-    *isFound = option != nullptr;
-    return option != nullptr ? option->value : KqbString();
+    if (option == nullptr) return false;
+    copy->take(option->value);
+    return true;
 }
 
 bool KqbConfigOptionsImpl::getExpanded(KqbString const &key, KqbString *value) {

@@ -19,7 +19,8 @@ std::uint32_t hashOf(std::string_view text) {
 KqbKey::KqbKey(std::string_view text)
     : text_(text), hash_(text.data() == nullptr ? 0 : hashOf(text)) {}
 
-bool KqbKey::equalsFolded(std::string_view other) const {
+bool KqbKey::equals(std::string_view other) const {
+    if ((text_.data() == nullptr) != (other.data() == nullptr)) return false;
     return np_uchar_icomp_n(text_.data(), text_.size(), other.data(), other.size()) == 0;
 }
 

@@ -22,14 +22,9 @@ public:
     explicit KqbKey(KqbString const &key) : KqbKey(kqbTextOf(key)) {}
 
     std::uint32_t hash() const { return hash_; }
-    bool equals(std::string_view other) const {
-        if ((text_.data() == nullptr) != (other.data() == nullptr)) return false;
-        return text_ == other || equalsFolded(other);
-    }
+    bool equals(std::string_view other) const;
 
 private:
-    bool equalsFolded(std::string_view other) const;
-
     std::string_view text_;
     std::uint32_t hash_;
 };

@@ -86,6 +86,14 @@ TEST_F(ConfigFileTest, changesTouchOnlyTheirOwnLines) {
              c.setEntry("K", "new");
          },
          "\nk=new\n"},
+        // The example of docs/configuration-file.md.
+        {"# Shared directory\n  Temp = /tmp\r\n\nnote\nTEMP=/var\na=1\n",
+         [](KqbConfigFile &c) {
+             c.setEntry("b", "2");
+             c.setEntryComment("b", "one\ntwo");
+             c.deleteEntry("a");
+         },
+         "# Shared directory\nTEMP=/tmp\n\nnote\nTEMP=/var\n#-DELETED a=1\n\n#one\\ntwo\nb=2\n"},
     };
     for (Change const &c : changes) {
         KqbConfigFile config;
@@ -279,27 +287,30 @@ TEST_F(ConfigFileTest, fullDiskLeavesTheOldFile) {
 
 // Every allocation fails in turn: a change is made wholly or not at all.
 TEST_F(ConfigFileTest, withoutMemory) {
-    KqbString const source = file("in", "# c\na=1\nA=2\n# d\\ne\nb=2\n");
+    std::string const longText(2000, 'x');  // goes to the heap, beyond the pool's stock
+    KqbString const source = file("in", "# c\na=1\nA=" + longText + "\n# d\\ne\nb=2\n");
     bool isDone = false;
     for (long nth = 1; !isDone; ++nth) {
         KqbConfigFile config;
         config.setEntry("k", "1");
-        bool isRead = false;
         AllocFaults::failAt(nth);
-        isRead = config.read(source);
+        bool const isRead = config.read(source);
+        KqbString const value = config.getEntry("a");
         config.setEntry("new", "2");
         config.setEntryComment("k", "comment");
         config.deleteEntry("A");
         AllocFaults::off();
         isDone = !AllocFaults::hit();
         EXPECT_EQ(config.getErrorMessage().isNull(), isRead);
+        EXPECT_TRUE(value.isNull() || shown(value) == "1" || shown(value) == longText);
         EXPECT_EQ(shown(config.getEntryComment("k")), "comment");
         std::string const text = written(config);
         EXPECT_TRUE(text.ends_with("\n#comment\nk=1\n") ||
                     text.ends_with("\n#comment\nk=1\n\nnew=2\n"))
             << text;
         if (isDone) {
-            EXPECT_EQ(text, "# c\nA=1\n#-DELETED A=2\n# d\\ne\nb=2\n\n#comment\nk=1\n\nnew=2\n");
+            EXPECT_EQ(text, "# c\nA=1\n#-DELETED A=" + longText +
+                                "\n# d\\ne\nb=2\n\n#comment\nk=1\n\nnew=2\n");
         }
     }
 }

@@ -211,16 +211,14 @@ TEST_F(ConfigOptionsTest, configDirectory) {
 // Every allocation fails in turn: an option is set wholly or not at all.
 TEST_F(ConfigOptionsTest, withoutMemory) {
     options_->setOption("a", "%%b%%");
-    options_->setOption("b", "some text that is longer than a short string");
+    options_->setOption("b", string(std::string(2000, 'x')));  // beyond the pool's stock
     std::string const before = list();
     bool isDone = false;
     for (long nth = 1; !isDone; ++nth) {
         KqbString value;
-        bool isSet = false;
-        bool isRead = false;
         AllocFaults::failAt(nth);
-        isSet = options_->setOption("new", "1");
-        isRead = options_->getOption("a", &value, true);
+        bool const isSet = options_->setOption("new", "1");
+        bool const isRead = options_->getOption("a", &value, true);
         AllocFaults::off();
         isDone = !AllocFaults::hit();
         EXPECT_EQ(list(), before + (isSet ? "new=1;" : ""));
