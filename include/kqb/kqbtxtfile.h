@@ -74,8 +74,8 @@ public:
     // Hands what is buffered to the file or stream.
     virtual bool flush() = 0;
 
-    // Size of the file or stream in bytes, before decoding; what is buffered for writing not
-    // counted. -1 when unknown.
+    // Size of the file or stream in bytes, before decoding: of a file being read, when it was opened
+    // or last rewound; of one being written, without what is buffered. -1 when unknown.
     virtual __int64 size() = 0;
 
     virtual KqbTxtFileOpenMode mode() const = 0;

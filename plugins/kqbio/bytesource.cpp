@@ -42,23 +42,21 @@ public:
         return true;
     }
 
-    long long size() override {
-        np_fio_info info;
-        return np_fio_stat_file(file_, &info) == NP_FIO_OK ? info.size : -1;
-    }
+    long long size() override { return size_; }
 
 private:
     // Knowing the size saves the read that would only say that the end is reached. Files that the
     // system makes up while they are read say 0, so that is no knowledge.
     void measure() {
         np_fio_info info;
-        bool const known = np_fio_stat_file(file_, &info) == NP_FIO_OK &&
-                           info.kind == NP_FIO_REGULAR && info.size > 0;
-        remaining_ = known ? info.size : -1;
+        bool const hasInfo = np_fio_stat_file(file_, &info) == NP_FIO_OK;
+        size_ = hasInfo ? info.size : -1;
+        remaining_ = hasInfo && info.kind == NP_FIO_REGULAR && info.size > 0 ? info.size : -1;
     }
 
     np_fio_file file_;
     Report &report_;
+    long long size_;       // -1: not known
     long long remaining_;  // -1: not known
 };
 
