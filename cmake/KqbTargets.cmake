@@ -40,6 +40,7 @@ endif()
 
 set(KQB_BACKENDS "" CACHE INTERNAL "")
 set(KQB_FLOORS "" CACHE INTERNAL "")
+set(KQB_LIBRARY_MODULES "" CACHE INTERNAL "")
 
 # Sources of one folder as objects.
 function(kqb_objects target folder)
@@ -58,6 +59,20 @@ function(kqb_backend name)
     set(KQB_BACKENDS ${KQB_BACKENDS} kqb_backend_${name} CACHE INTERNAL "")
 endfunction()
 
+# kqb_library_module(target file sources...): a module that a back end loads from beside the library
+# when it first needs it. Programs made of the library's objects must name KQB_LIBRARY_MODULES as
+# dependencies.
+function(kqb_library_module target file)
+    add_library(${target} MODULE ${ARGN})
+    target_include_directories(${target} PRIVATE "${PROJECT_SOURCE_DIR}")
+    target_link_libraries(${target} PRIVATE kqb_options)
+    set_target_properties(${target} PROPERTIES
+        OUTPUT_NAME ${file}
+        LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib")
+    install(TARGETS ${target} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+    set(KQB_LIBRARY_MODULES ${KQB_LIBRARY_MODULES} ${target} CACHE INTERNAL "")
+endfunction()
+
 # kqb_floor(name): src/<name>.
 function(kqb_floor name)
     kqb_objects(kqb_floor_${name} "${PROJECT_SOURCE_DIR}/src/${name}")
@@ -68,6 +83,7 @@ endfunction()
 function(kqb_shared_library)
     add_library(kqb SHARED)
     target_link_libraries(kqb PRIVATE ${KQB_FLOORS} ${KQB_BACKENDS})
+    add_dependencies(kqb ${KQB_LIBRARY_MODULES})
     target_include_directories(kqb INTERFACE
         "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>"
         "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>"

@@ -1,9 +1,11 @@
 // Message catalogues: texts by catalogue name and number, in the user's language.
 //
 // General rules
-// - A catalogue is a folder of compiled resource bundles under the message location, named after
-//   the catalogue in lower case with blanks as underscores ("Base Services": base_services).
-//   `root` is English and complete; other bundles are named after their locale and may be partial.
+// - A catalogue is a folder of bundles under the message location, named after the catalogue in
+//   lower case with blanks as underscores ("Base Services": base_services). A bundle is a UTF-8
+//   text file named after its locale ("de_AT.txt"); `root.txt` is English and complete, others may
+//   be partial. A line is a number, a blank and the text; empty lines, lines that begin with "#"
+//   and lines without a number say nothing, and of two lines with one number the last counts.
 // - A text is looked for in the asked locale, then in its language, then in root; the process's
 //   own locale never comes in between.
 // - Texts name their arguments by position, {0} the first. A missing argument is empty text.

@@ -24,6 +24,10 @@ int np_dso_mkfname(char const *base, char *buffer, int size);
 // since whoever can change it could run anything in this process.
 np_dso_result np_dso_load(char const *path, np_dso **module, char *buffer, int size);
 
+// Loads the module `base` from the folder that holds the library itself; for a program that was
+// linked from the library's objects also from the folder "lib" next door.
+np_dso_result np_dso_load_beside(char const *base, np_dso **module, char *buffer, int size);
+
 // The address of a symbol, or null.
 void *np_dso_symbol(np_dso *module, char const *name);
 

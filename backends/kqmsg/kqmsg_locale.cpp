@@ -1,7 +1,5 @@
 #include "backends/kqmsg/kqmsg_locale.h"
 
-#include <unicode/uloc.h>
-
 #include <algorithm>
 #include <string_view>
 
@@ -24,8 +22,7 @@ bool isSubtag(std::string_view tag) {
            std::all_of(tag.begin(), tag.end(), isAlphanumeric);
 }
 
-// A language of ISO 639 with any number of subtags behind it. ICU would take almost any text, and
-// the name becomes part of a path.
+// A language of ISO 639 with any number of subtags behind it: the name becomes part of a path.
 bool isLocaleName(std::string_view name) {
     auto const separator = [&] { return std::find_if(name.begin(), name.end(), isSeparator); };
     auto end = static_cast<std::size_t>(separator() - name.begin());
@@ -40,12 +37,25 @@ bool isLocaleName(std::string_view name) {
 
 bool isRootName(std::string_view name) { return name == "C" || name == "POSIX" || name == kRoot; }
 
-// ICU's spelling of a locale name ("de_AT"); empty when it has none.
-std::string canonicalName(std::string const &name) {
-    char canonical[ULOC_FULLNAME_CAPACITY];
-    UErrorCode status = U_ZERO_ERROR;
-    uloc_getName(name.c_str(), canonical, sizeof canonical, &status);
-    return U_SUCCESS(status) && status != U_STRING_NOT_TERMINATED_WARNING ? canonical : "";
+char upper(char c) { return isLetter(c) ? static_cast<char>(c & ~0x20) : c; }
+char lower(char c) { return isLetter(c) ? static_cast<char>(c | 0x20) : c; }
+
+// The usual spelling, "zh_Hant_TW": the language in lower case, a script of four letters
+// capitalised, everything else in upper case.
+std::string canonicalName(std::string_view name) {
+    std::string result;
+    while (true) {
+        auto const separator = std::find_if(name.begin(), name.end(), isSeparator);
+        auto const tag = name.substr(0, static_cast<std::size_t>(separator - name.begin()));
+        bool const isScript = tag.size() == 4 && std::all_of(tag.begin(), tag.end(), isLetter);
+        for (std::size_t i = 0; i < tag.size(); ++i) {
+            bool const isLower = result.find('_') == std::string::npos || (isScript && i > 0);
+            result += isLower ? lower(tag[i]) : upper(tag[i]);
+        }
+        if (tag.size() == name.size()) return result;
+        name.remove_prefix(tag.size() + 1);
+        result += '_';
+    }
 }
 
 }  // namespace
@@ -58,9 +68,8 @@ bool parseLocale(char const *name, std::vector<std::string> *chain) {
         return true;
     }
     if (!isLocaleName(text)) return false;
-    std::string const locale = canonicalName(std::string(text));
+    std::string const locale = canonicalName(text);
     std::string const language = locale.substr(0, locale.find('_'));
-    if (language.empty()) return false;
     *chain = {locale};
     if (language != locale) chain->push_back(language);
     chain->push_back(kRoot);

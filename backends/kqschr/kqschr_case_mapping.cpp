@@ -1,9 +1,8 @@
 // Lower and upper case: ASCII by blocks, the rest by pages of simple mappings.
-#include <unicode/uchar.h>
-
 #include <algorithm>
 #include <string_view>
 
+#include "backends/kqicu/kqicu_functions.h"
 #include "backends/kqschr/kqschr_bounded_output.h"
 #include "backends/kqschr/kqschr_case_pages.h"
 #include "backends/kqschr/kqschr_kernels.h"
@@ -23,14 +22,14 @@ constexpr Unit kFinalSigma = 0x82cf;  // the bytes CF 82
 // Sigmas stand among Greek letters, which are told without asking ICU.
 bool isGreekLetter(char32_t c) { return c - 0x391 < 62 && c != 0x3a2; }
 
-bool isIgnorable(char32_t c) {
-    if (isGreekLetter(c)) return false;
-    return u_hasBinaryProperty(static_cast<UChar32>(c), UCHAR_CASE_IGNORABLE);
+bool hasProperty(char32_t c, UProperty property) {
+    auto const *const icu = kqicu::functions();
+    return icu != nullptr && icu->hasBinaryProperty(static_cast<UChar32>(c), property);
 }
 
-bool isCased(char32_t c) {
-    return isGreekLetter(c) || u_hasBinaryProperty(static_cast<UChar32>(c), UCHAR_CASED);
-}
+bool isIgnorable(char32_t c) { return !isGreekLetter(c) && hasProperty(c, UCHAR_CASE_IGNORABLE); }
+
+bool isCased(char32_t c) { return isGreekLetter(c) || hasProperty(c, UCHAR_CASED); }
 
 // Decodes the character that ends at the given place. Returns its bytes, or 0 when there is none.
 unsigned decodeBefore(char const *text, std::size_t end, char32_t &codePoint) {

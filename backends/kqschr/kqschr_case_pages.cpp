@@ -1,10 +1,11 @@
 #include "backends/kqschr/kqschr_case_pages.h"
 
 #include <unicode/stringoptions.h>
-#include <unicode/ustring.h>
 #include <unicode/utf16.h>
 
 #include <new>
+
+#include "backends/kqicu/kqicu_functions.h"
 
 namespace kqschr {
 
@@ -31,13 +32,16 @@ Unit unitOf(char32_t codePoint) {
 }
 
 int32_t mapUtf16(CaseKind kind, UChar const *in, int32_t sizeIn, UChar *out, UErrorCode *error) {
+    auto const *const icu = kqicu::functions();
+    *error = icu == nullptr ? U_UNSUPPORTED_ERROR : U_ZERO_ERROR;
+    if (icu == nullptr) return 0;
     switch (kind) {
         case CaseKind::kFold:
-            return u_strFoldCase(out, kMaxUtf16, in, sizeIn, U_FOLD_CASE_DEFAULT, error);
+            return icu->strFoldCase(out, kMaxUtf16, in, sizeIn, U_FOLD_CASE_DEFAULT, error);
         case CaseKind::kLower:
-            return u_strToLower(out, kMaxUtf16, in, sizeIn, "", error);
+            return icu->strToLower(out, kMaxUtf16, in, sizeIn, "", error);
         case CaseKind::kUpper:
-            return u_strToUpper(out, kMaxUtf16, in, sizeIn, "", error);
+            return icu->strToUpper(out, kMaxUtf16, in, sizeIn, "", error);
     }
     return 0;
 }
@@ -47,7 +51,7 @@ Expansion askIcu(CaseKind kind, char32_t codePoint) {
     UChar in[2];
     UChar out[kMaxUtf16];
     int32_t sizeIn = 0;
-    UErrorCode error = U_ZERO_ERROR;
+    UErrorCode error;
     U16_APPEND_UNSAFE(in, sizeIn, codePoint);
     int32_t const sizeOut = mapUtf16(kind, in, sizeIn, out, &error);
     if (U_FAILURE(error)) return {1, {unitOf(codePoint)}};

@@ -182,7 +182,7 @@ bool writeUnits(Converter &c, Output out, bool nothingFollows) {
 void stopDecoding(Converter &c, char const *start, Input in) {
     auto size = static_cast<int8_t>(sizeof c.invalid);
     UErrorCode error = U_ZERO_ERROR;
-    ucnv_getInvalidChars(c.icu.get(), c.invalid, &size, &error);
+    kqicu::functions()->converterGetInvalidChars(c.icu.get(), c.invalid, &size, &error);
     c.invalidSize = U_SUCCESS(error) ? static_cast<unsigned>(size) : 0;
     std::string_view const invalid(c.invalid, c.invalidSize);
     std::string_view const taken(start, static_cast<std::size_t>(in.at - start));
@@ -199,7 +199,8 @@ np_uchar_step decodeUnits(Converter &c, Input in, bool last) {
     std::copy(c.units + c.unitsAt, c.units + c.unitsEnd, c.units);
     char16_t *target = c.units + (c.unitsEnd - c.unitsAt);
     UErrorCode error = U_ZERO_ERROR;
-    ucnv_toUnicode(c.icu.get(), &target, c.units + kUnits, &in.at, in.end, nullptr, last, &error);
+    kqicu::functions()->converterToUnicode(c.icu.get(), &target, c.units + kUnits, &in.at, in.end,
+                                           nullptr, last, &error);
     c.unitsAt = 0;
     c.unitsEnd = static_cast<std::size_t>(target - c.units);
     if (U_SUCCESS(error)) return NP_CONV_OK;
@@ -266,7 +267,8 @@ np_uchar_step encodeUnits(Converter &c, char16_t const *units, std::size_t size,
                           bool flush, std::size_t &consumed) {
     char16_t const *source = units;
     UErrorCode error = U_ZERO_ERROR;
-    ucnv_fromUnicode(c.icu.get(), &out.at, out.end, &source, units + size, nullptr, flush, &error);
+    kqicu::functions()->converterFromUnicode(c.icu.get(), &out.at, out.end, &source, units + size,
+                                             nullptr, flush, &error);
     consumed = static_cast<std::size_t>(source - units);
     if (U_SUCCESS(error)) return NP_CONV_OK;
     if (error == U_BUFFER_OVERFLOW_ERROR) return NP_CONV_FULL;
@@ -278,7 +280,7 @@ void noteInconvertible(Converter &c) {
     char16_t units[kLongestInvalid];
     auto count = static_cast<int8_t>(kLongestInvalid);
     UErrorCode error = U_ZERO_ERROR;
-    ucnv_getInvalidUChars(c.icu.get(), units, &count, &error);
+    kqicu::functions()->converterGetInvalidUChars(c.icu.get(), units, &count, &error);
     c.invalidSize = 0;
     for (int i = 0; U_SUCCESS(error) && i < count && c.invalidSize + 4 <= kLongestInvalid;) {
         char32_t codePoint;

@@ -30,6 +30,12 @@ namespace {
 
 constexpr std::size_t kLongest = 4;
 
+// White_Space of Unicode beyond ASCII; it has not changed since version 6.3.
+bool isWideSpace(char32_t c) {
+    if (c - 0x2000 <= 0xa || c - 0x2028 <= 1) return true;
+    return c == 0x85 || c == 0xa0 || c == 0x1680 || c == 0x202f || c == 0x205f || c == 0x3000;
+}
+
 bool isAsciiSpace(unsigned byte) { return byte == ' ' || byte - '\t' < 5; }
 
 }  // namespace
@@ -53,7 +59,7 @@ int np_uchar_isspace_n(char const *text, std::size_t size) {
     if (byteAt(text, 0) < 0x80) return isAsciiSpace(byteAt(text, 0));
     char32_t value;
     unsigned const bytes = decodeUtf8(text, size, value);
-    return bytes != 0 && u_isUWhiteSpace(static_cast<UChar32>(value)) ? static_cast<int>(bytes) : 0;
+    return bytes != 0 && isWideSpace(value) ? static_cast<int>(bytes) : 0;
 }
 
 bool np_uchar_isascii_n(char const *text, std::size_t size) {

@@ -21,6 +21,7 @@ struct FixedEncoding {
 constexpr FixedEncoding kFixed[] = {
     {NP_ENC_UTF8, "UTF-8"},
     {NP_ENC_UTF8, "US-ASCII"},
+    {NP_ENC_UTF8, "ANSI_X3.4-1968"},  // what the C locale calls it
     {NP_ENC_UTF16LE, "UTF-16LE"},
     {NP_ENC_UTF16BE, "UTF-16BE"},
     {NP_ENC_UTF32LE, "UTF-32LE"},
@@ -58,9 +59,28 @@ struct Registry {
 };
 constinit Registry registry;
 
+bool isNameCharacter(char c) {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+// The next letter or digit of a name, letters in one case; 0 at the end.
+int nextOfName(char const *&at) {
+    while (*at != '\0' && !isNameCharacter(*at)) ++at;
+    return *at == '\0' ? 0 : *at++ | 0x20;
+}
+
+// Without regard to case and punctuation, as names of encodings are compared.
+bool isSameName(char const *a, char const *b) {
+    for (;;) {
+        int const ofA = nextOfName(a);
+        if (ofA != nextOfName(b)) return false;
+        if (ofA == 0) return true;
+    }
+}
+
 int fixedNumber(char const *name) {
     for (auto const &fixed : kFixed) {
-        if (ucnv_compareNames(fixed.name, name) == 0) return fixed.number;
+        if (isSameName(fixed.name, name)) return fixed.number;
     }
     return NP_ENC_UNKNOWN;
 }
@@ -80,11 +100,14 @@ void stopAtBytes(void const *, UConverterToUnicodeArgs *, char const *, int32_t,
                  UConverterCallbackReason, UErrorCode *) {}
 
 IcuConverter openByName(char const *name) {
+    auto const *const icu = kqicu::functions();
+    if (icu == nullptr) return nullptr;
     UErrorCode error = U_ZERO_ERROR;
-    IcuConverter converter(ucnv_open(name, &error));
+    IcuConverter converter(icu->converterOpen(name, &error));
     if (U_FAILURE(error)) return nullptr;
-    ucnv_setFromUCallBack(converter.get(), stopAtCharacter, nullptr, nullptr, nullptr, &error);
-    ucnv_setToUCallBack(converter.get(), stopAtBytes, nullptr, nullptr, nullptr, &error);
+    icu->converterSetFromUCallBack(converter.get(), stopAtCharacter, nullptr, nullptr, nullptr,
+                                   &error);
+    icu->converterSetToUCallBack(converter.get(), stopAtBytes, nullptr, nullptr, nullptr, &error);
     return U_SUCCESS(error) ? std::move(converter) : nullptr;
 }
 
@@ -121,8 +144,10 @@ using namespace kqschr;
 int np_uchar_getenc(char const *name) {
     if (!name || *name == '\0') return NP_ENC_UNKNOWN;
     if (int const number = fixedNumber(name)) return number;
+    auto const *const icu = kqicu::functions();
+    if (icu == nullptr) return NP_ENC_UNKNOWN;
     UErrorCode error = U_ZERO_ERROR;
-    char const *const canonical = ucnv_getAlias(name, 0, &error);
+    char const *const canonical = icu->converterGetAlias(name, 0, &error);
     if (U_FAILURE(error) || !canonical) return NP_ENC_UNKNOWN;
     if (int const number = fixedNumber(canonical)) return number;
     if (std::strlen(canonical) >= UCNV_MAX_CONVERTER_NAME_LENGTH) return NP_ENC_UNKNOWN;

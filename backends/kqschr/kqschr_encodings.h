@@ -1,14 +1,14 @@
 // Encodings by number.
 #pragma once
 
-#include <unicode/ucnv.h>
-
 #include <memory>
+
+#include "backends/kqicu/kqicu_functions.h"
 
 namespace kqschr {
 
 struct CloseConverter {
-    void operator()(UConverter *converter) const { ucnv_close(converter); }
+    void operator()(UConverter *converter) const { kqicu::functions()->converterClose(converter); }
 };
 using IcuConverter = std::unique_ptr<UConverter, CloseConverter>;
 

@@ -1,11 +1,14 @@
 // Loadable modules.
 #include <dlfcn.h>
+#include <link.h>
 #include <sys/stat.h>
 
 #include <array>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
+#include <exception>
+#include <filesystem>
 
 #include "backends/text_buffer.h"
 #include "platform/kqssys.h"
@@ -46,6 +49,25 @@ np_dso_result loadExamined(char const *path, np_dso **module, char *buffer, int 
     return NP_DSO_OK;
 }
 
+// The folder of the file that holds this code.
+std::filesystem::path ownFolder() {
+    Dl_info info;
+    void *map = nullptr;
+    auto *const self = reinterpret_cast<void *>(&np_dso_load_beside);
+    if (dladdr1(self, &info, &map, RTLD_DL_LINKMAP) == 0) return {};
+    // The loader knows the main program by no name.
+    char const *const name = static_cast<link_map *>(map)->l_name;
+    return std::filesystem::canonical(*name != '\0' ? name : "/proc/self/exe").parent_path();
+}
+
+std::filesystem::path pathBeside(char const *base) {
+    char file[64];
+    np_dso_mkfname(base, file, sizeof file);
+    auto const folder = ownFolder();
+    auto const beside = folder / file;
+    return std::filesystem::exists(beside) ? beside : folder.parent_path() / "lib" / file;
+}
+
 }  // namespace
 
 int np_dso_mkfname(char const *base, char *buffer, int size) {
@@ -62,6 +84,14 @@ np_dso_result np_dso_load(char const *path, np_dso **module, char *buffer, int s
     }
     np_dso_result const result = examine(path, buffer, size);
     return result == NP_DSO_OK ? loadExamined(path, module, buffer, size) : result;
+}
+
+np_dso_result np_dso_load_beside(char const *base, np_dso **module, char *buffer, int size) {
+    try {
+        return np_dso_load(pathBeside(base).c_str(), module, buffer, size);
+    } catch (std::exception const &error) {
+        return refuse(NP_DSO_LOADER, base, error.what(), buffer, size);
+    }
 }
 
 void *np_dso_symbol(np_dso *module, char const *name) {
