@@ -153,6 +153,7 @@ bool Pool::runFirst(Worker &self) {
     kqTPWork *const rest = work == nullptr ? nullptr : detachFirst(work);
     self.stash.store(rest, std::memory_order_release);
     if (work == nullptr) return false;
+    __builtin_prefetch(rest, 1);  // it was written by another processor, and will be by this one
     // Asked after the exchange: whoever drops what is queued, and left this stash alone for its
     // mark, had raised the flag before.
     isStopping() ? drop(work) : run(self, work, false);

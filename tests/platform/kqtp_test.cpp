@@ -304,7 +304,7 @@ TEST(KqTPThreads, StartAndStopLeavesNoThreads) {
         if (i % 4 == 0) kqTPWait(pool.handle);
         kqTPQuiesce(pool.handle, 1, 1);  // they end before the pool
     }
-    EXPECT_TRUE(becomes([&] { return threadsOfProcess() == before; })) << threadsOfProcess();
+    EXPECT_TRUE(becomes([&] { return threadsOfProcess() <= before; })) << threadsOfProcess();
 }
 
 TEST(KqTPThreads, AThousandThreads) {
@@ -391,7 +391,7 @@ TEST(KqTPThreads, EndingDropsWhatIsQueuedAndWaitsForTheRest) {
         for (Item &item : items) kqTPEnqueue(handle, &item.work, 0);
         gate.open();
         if (!byOwnItem) kqTPDestroy(handle);
-        EXPECT_TRUE(becomes([&] { return ended && threadsOfProcess() == before; }));
+        EXPECT_TRUE(becomes([&] { return ended && threadsOfProcess() <= before; }));
         for (Item &item : items) EXPECT_EQ(1, item.drops + item.runs);
     }
 }
