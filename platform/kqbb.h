@@ -1,4 +1,5 @@
-// Building blocks: locks, events, per-thread slots (and, from kqatom.h, atomic counters).
+// Building blocks: locks, events, per-thread slots (and, from kqatom.h, atomic counters; from
+// kqtp.h, thread pools).
 //
 // General rules
 // - Nothing throws. A create operation answers null when memory or a system resource is missing.
@@ -8,6 +9,7 @@
 #pragma once
 
 #include "platform/kqatom.h"
+#include "platform/kqtp.h"
 
 // --- The library itself ---------------------------------------------------------------------
 

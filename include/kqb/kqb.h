@@ -12,5 +12,6 @@
 #include "kqb/kqbpath.h"
 #include "kqb/kqbstring.h"
 #include "kqb/kqbstringformat.h"
+#include "kqb/kqbthreadpool.h"
 #include "kqb/kqbtxtfile.h"
 #include "kqb/kqbunicodeconv.h"
