@@ -2,7 +2,7 @@
 """Runs the benchmark programs of a folder and prints how the library fares against its peers.
 
 Usage: ratios.py FOLDER [NAME...]     NAME: mempool, string, format, date, configfile, options,
-                                      lifecycle; all of them when none is given
+                                      lifecycle, blob, profiler; all of them when none is given
 
 Every row is named "work/who". The ratio is the peer's median time over the library's, of several
 repetitions taken in random order in one process: above 1 the library is faster.
@@ -42,9 +42,13 @@ REACH = [
     (r"option look-up, 1", "map+shared_mutex", 2.5),
     (r"option look-up, 2", "map+shared_mutex", 3.4),
     (r"initialise", "poco", 1.8),
+    (r"blob of 256 MiB$", "pwrite and pread of 4 KiB", 0.9),
+    (r"blob of 1 MiB, reused pages$", "pwrite and pread of 4 KiB", 1.2),
+    (r"profiler", "two clock_gettime", 0.7),
 ]
 
-PROGRAMS = ["mempool", "string", "format", "date", "configfile", "options", "lifecycle"]
+PROGRAMS = ["mempool", "string", "format", "date", "configfile", "options", "lifecycle", "blob",
+            "profiler"]
 
 # Rows with two threads get a process of their own: one that ever had a second thread keeps paying
 # for it in the rows with one.
@@ -75,7 +79,7 @@ def run_pass(folder, name, only):
     for entry in json.loads(output)["benchmarks"]:
         if entry.get("aggregate_name") != "median":
             continue
-        label = re.sub(r"/(real_time|threads:\d+|process_time)", "", entry["run_name"])
+        label = re.sub(r"/(real_time|threads:\d+|process_time|iterations:\d+)", "", entry["run_name"])
         medians[label] = entry
     return medians
 

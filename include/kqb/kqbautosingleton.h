@@ -54,8 +54,9 @@ public:
 protected:
     ~KqbAutoSingleton() = default;
 
-    // Makes the instance and ends one that create() made (null where it answered null). Must not
-    // throw, and must not attach to or lock the service they belong to.
+    // Makes the instance (a create() that throws answers null), and ends one that create() made,
+    // null included. Neither attaches to or locks the service it belongs to; destroy() does not
+    // throw.
     virtual void *create() = 0;
     virtual void destroy(void *instance) = 0;
 

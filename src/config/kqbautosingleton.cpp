@@ -112,7 +112,10 @@ bool KqbAutoSingleton::initialize(bool *created) {
     if (isKnown) {
         waitFor(*entry);
     } else {
-        entry->instance = create();
+        try {
+            entry->instance = create();
+        } catch (...) {  // those who wait for the lock must not wait for ever
+        }
         kqLockRelease(entry->lock, 1);
         if (created != nullptr) *created = true;
     }
