@@ -20,11 +20,14 @@ public:
     ~Library() { kqbShutdown(); }
 };
 
-#define KQB_BENCH_MAIN()                                                  \
-    int main(int argc, char **argv) {                                     \
-        Library const library;                                            \
-        benchmark::Initialize(&argc, argv);                               \
-        if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1; \
-        benchmark::RunSpecifiedBenchmarks();                              \
-        return 0;                                                         \
-    }
+inline int runBenchmarks(int argc, char **argv, void (*prepare)() = nullptr) {
+    Library const library;
+    if (prepare != nullptr) prepare();
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}
+
+#define KQB_BENCH_MAIN() \
+    int main(int argc, char **argv) { return runBenchmarks(argc, argv); }

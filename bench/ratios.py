@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Runs the benchmark programs of a folder and prints how the library fares against its peers.
 
-Usage: ratios.py FOLDER [NAME...]     NAME: mempool, string, format, date, configfile, options,
-                                      lifecycle, threadpool; all of them when none is given
+Usage: ratios.py FOLDER [NAME...]     NAME: a program of the folder without its "bench_"; all of
+                                      them when none is given
 
 Every row is named "work/who". The ratio is the peer's median time over the library's, of several
 repetitions taken in random order in one process: above 1 the library is faster.
@@ -43,15 +43,20 @@ REACH = [
     (r"option look-up, 2", "map+shared_mutex", 3.4),
     (r"initialise", "poco", 1.8),
     (r"thread pool", "oneTBB", 1.2),
+    (r"blob of 256 MiB$", "pwrite and pread of 4 KiB", 0.9),
+    (r"blob of 1 MiB, reused pages$", "pwrite and pread of 4 KiB", 1.2),
+    (r"profiler", "two clock_gettime", 0.7),
 ]
-
-PROGRAMS = ["mempool", "string", "format", "date", "configfile", "options", "lifecycle",
-            "threadpool"]
 
 # Rows with two threads get a process of their own: one that ever had a second thread keeps paying
 # for it in the rows with one.
 PASSES = {name: ["-2 thr|2 readers", "2 thr|2 readers"] for name in ("string", "options")}
 PASSES["mempool"] = ["-2 thr|another thread", "2 thr|another thread"]
+
+
+def programs(folder):
+    found = (re.fullmatch(r"bench_(\w+)", file) for file in sorted(os.listdir(folder)))
+    return [match.group(1) for match in found if match]
 
 
 def run(folder, name):
@@ -77,7 +82,7 @@ def run_pass(folder, name, only):
     for entry in json.loads(output)["benchmarks"]:
         if entry.get("aggregate_name") != "median":
             continue
-        label = re.sub(r"/(real_time|threads:\d+|process_time)", "", entry["run_name"])
+        label = re.sub(r"/(real_time|threads:\d+|process_time|iterations:\d+)", "", entry["run_name"])
         medians[label] = entry
     return medians
 
@@ -128,7 +133,7 @@ def print_growth(medians):
 
 
 def main():
-    folder, names = sys.argv[1], sys.argv[2:] or PROGRAMS
+    folder, names = sys.argv[1], sys.argv[2:] or programs(sys.argv[1])
     print("| work | peer | ratio | reach | |\n| --- | --- | --- | --- | --- |", flush=True)
     for name in names:
         medians = run(folder, name)

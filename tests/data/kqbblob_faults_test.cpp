@@ -1,0 +1,267 @@
+// Blobs without disk, memory or sound page ids.
+#include <algorithm>
+#include <deque>
+#include <set>
+#include <utility>
+
+#include "backends/kqsfio/kqsfio_calls.h"
+#include "data/blob_fixture.h"
+#include "support/pool_faults.h"
+
+namespace {
+
+using kqsfio::calls;
+
+// What the system calls below do.
+off_t gDiskSize;  // nothing is written behind it
+int gCallsLeft;   // after so many writes (or reads) they fail; negative: never
+bool gReadsFail;  // which of both is counted
+
+bool failsNow(bool isRead) {
+    if (isRead != gReadsFail || gCallsLeft < 0 || gCallsLeft-- > 0) return false;
+    gCallsLeft = 0;
+    errno = EIO;
+    return true;
+}
+
+ssize_t writeToDisk(int file, void const *data, size_t size, off_t position) {
+    if (failsNow(false)) return -1;
+    auto const room = static_cast<size_t>(std::max<off_t>(gDiskSize - position, 0));
+    if (size > 0 && room == 0) {
+        errno = ENOSPC;
+        return -1;
+    }
+    return ::pwrite(file, data, std::min(size, room), position);
+}
+
+ssize_t writePiecesToDisk(int file, iovec const *pieces, int count, off_t position) {
+    ssize_t written = 0;
+    for (iovec const *piece = pieces; piece != pieces + count; ++piece) {
+        ssize_t const step = writeToDisk(file, piece->iov_base, piece->iov_len, position + written);
+        if (step < 0 && written == 0) return -1;
+        written += std::max<ssize_t>(step, 0);
+        if (step < static_cast<ssize_t>(piece->iov_len)) break;
+    }
+    return written;
+}
+
+class BlobFaultsTest : public BlobFixture {
+protected:
+    void SetUp() override {
+        BlobFixture::SetUp();
+        setSizes("16", "1");
+        gDiskSize = 1 << 30;
+        gCallsLeft = -1;
+        gReadsFail = false;
+        calls.pwrite = writeToDisk;
+        calls.pwritev = writePiecesToDisk;
+        calls.pread = [](int file, void *data, size_t size, off_t position) {
+            return failsNow(true) ? -1 : ::pread(file, data, size, position);
+        };
+        calls.preadv = [](int file, iovec const *pieces, int count, off_t position) {
+            return failsNow(true) ? -1 : ::preadv(file, pieces, count, position);
+        };
+    }
+    void TearDown() override {
+        calls = real_;
+        BlobFixture::TearDown();
+    }
+
+    kqsfio::Calls const real_ = calls;
+};
+
+TEST_F(BlobFaultsTest, fullDisk) {
+    HeldPages const held;
+    std::string const bytes = pattern(3000);
+    std::deque<KqbBlob> blobs;  // keep their pages
+    for (off_t room : {0, 1, 23, 24, 25, 100, 2400}) {
+        for (int level : {1, 5}) {
+            logFrom(level);
+            gDiskSize = static_cast<off_t>(pageFileBytes().size()) + room;
+            KqbBlob &filler = blobs.emplace_back();
+            std::string const log = logOf([&] { ASSERT_FALSE(append(filler, bytes)); });
+            EXPECT_EQ(log, "E File write failed at " + std::to_string(gDiskSize / 24 * 24) + "\n");
+            EXPECT_EQ(pageFileBytes().size(), static_cast<std::size_t>(gDiskSize / 24 * 24))
+                << "records only";
+            std::string const there = readAll(filler);
+            EXPECT_EQ(there, bytes.substr(0, there.size()));
+            gDiskSize = 1 << 30;
+            ASSERT_TRUE(append(filler, bytes.substr(there.size())));
+            EXPECT_TRUE(readAll(filler) == bytes);
+        }
+    }
+}
+
+TEST_F(BlobFaultsTest, everyWriteMayFail) {
+    HeldPages held;
+    std::string const bytes = pattern(700);
+    for (int level : {1, 5}) {
+        logFrom(level);
+        bool failed = true;
+        for (int n = 0; failed; ++n) {
+            ASSERT_LT(n, 500);
+            KqbBlob other, blob;
+            ASSERT_TRUE(append(other, bytes) && append(blob, bytes.substr(0, 20)));
+            gCallsLeft = n;
+            logOf([&] { failed = !append(blob, bytes.substr(20, 300)); });
+            failed = gCallsLeft == 0;
+            gCallsLeft = -1;
+            std::string const there = readAll(blob);
+            ASSERT_EQ(there, bytes.substr(0, there.size())) << n;
+            ASSERT_TRUE(append(blob, bytes.substr(there.size()))) << n;
+            ASSERT_TRUE(readAll(blob) == bytes && readAll(other) == bytes) << n;
+            gCallsLeft = n % 3;  // giving back writes, too
+            logOf([&] { other = KqbBlob(); });
+            gCallsLeft = -1;
+        }
+    }
+    EXPECT_TRUE(std::all_of(broken().begin(), broken().end(),
+                            [](std::string const &rule) { return rule == "page kind"; }));
+}
+
+TEST_F(BlobFaultsTest, everyReadMayFail) {
+    std::string const bytes = pattern(700);
+    KqbBlob blob;
+    ASSERT_TRUE(append(blob, bytes));
+    gReadsFail = true;
+    for (int level : {1, 5}) {
+        logFrom(level);
+        for (bool failed = true; failed;) {
+            std::string buffer(700, '\0');
+            static int n = 0;
+            ASSERT_TRUE(blob.rewind());
+            gCallsLeft = n++ % 50;
+            std::string const log = logOf([&] { failed = blob.read(buffer.data(), 700) != 700; });
+            ASSERT_EQ(failed, gCallsLeft == 0 && log == "E File read failed while read page\n");
+            gCallsLeft = -1;
+        }
+    }
+    EXPECT_TRUE(readAll(blob) == bytes);
+}
+
+TEST_F(BlobFaultsTest, everyAllocationMayFail) {
+    std::string const bytes = pattern(2000);
+    {
+        KqbBlob warm;
+        ASSERT_TRUE(append(warm, "x"));
+    }
+    bool failed = true;
+    for (int n = 1; failed; ++n) {
+        ASSERT_LT(n, 200);
+        KqbBlob blob;
+        bool succeeded = false;
+        testing::internal::CaptureStderr();
+        AllocFaults::failAt(n);
+        succeeded = append(blob, bytes);
+        AllocFaults::off();
+        testing::internal::GetCapturedStderr();
+        failed = AllocFaults::hit();
+        ASSERT_TRUE(succeeded || failed) << n;
+        // Some memory only saves work. Where it was needed, later is soon enough.
+        std::string const rest = bytes.substr(static_cast<std::size_t>(blob.size()));
+        ASSERT_TRUE(succeeded ? rest.empty() : append(blob, rest)) << n;
+        ASSERT_TRUE(readAll(blob) == bytes) << n;
+    }
+    unsigned drained = 0;
+    {
+        PoolFaults const faults(0);
+        KqbBlob blob;
+        EXPECT_TRUE(!append(blob, "x") && blob.isNull());
+        drained = faults.drained();
+    }
+    EXPECT_EQ(PoolFaults(0).drained(), drained);
+}
+
+// Links beyond those that are kept in memory are read from the file.
+TEST_F(BlobFaultsTest, chainsOfMoreThanAMillionPages) {
+    setSizes("8", "1");
+    HeldPages const held;
+    std::string const bytes = pattern(8 * (KqbBlobPageFile::kMaxKnownLinks + 300));
+    KqbBlob blob;
+    ASSERT_TRUE(append(blob, bytes));
+    EXPECT_TRUE(readAll(blob) == bytes);
+    EXPECT_EQ(logOf([&] { blob = KqbBlob(); }), "W Suspiciously long page list\n");
+    std::size_t const size = pageFileBytes().size();
+    ASSERT_TRUE(append(blob, bytes));
+    EXPECT_EQ(pageFileBytes().size(), size);
+    EXPECT_TRUE(readAll(blob) == bytes);
+    logOf([&] { blob = KqbBlob(); });
+}
+
+TEST_F(BlobFaultsTest, damagedIds) {
+    setSizes("8", "2");
+    HeldPages held;
+    auto &server = held.server;
+    long long m = 0, f = 0, g = 0, next = 0;
+    char bytes[8] = "";
+    ASSERT_TRUE(server.acquirePage(true, 0, &m) && server.acquirePage(false, m, &f) &&
+                server.acquirePage(false, f, &g));
+    constexpr long long kHuge = 0x7FFFFFFFFFFFFFFE, kBehind = 3 + 2 * 16;
+    struct {
+        std::function<void()> action;
+        char const *log;
+        std::size_t brokenRules;
+    } const cases[] = {
+        {[&] { EXPECT_FALSE(server.nextPage(0, &next)); },
+         "E Invalid page ID supplied to nextPage\n", 0},
+        {[&] { EXPECT_FALSE(server.nextPage(-5, &next)); },
+         "E Invalid page ID supplied to nextPage\n", 0},
+        {[&] { EXPECT_FALSE(server.nextPage(kBehind, &next)); },
+         "E File read failed during read page id\n", 0},
+        {[&] { EXPECT_FALSE(server.nextPage(kHuge, &next)); },
+         "E Seek to 9223372036854775807 failed\n", 0},
+        {[&] { EXPECT_FALSE(server.readPage(0, bytes, 0, 8)); }, "", 1},
+        {[&] { EXPECT_FALSE(server.readPage(f, bytes, 1, 8)); }, "", 1},
+        {[&] { EXPECT_FALSE(server.readPage(kHuge, bytes, 0, 8)); },
+         "E Seek to 9223372036854775807 failed\n", 0},
+        {[&] { EXPECT_TRUE(server.readPage(kBehind, bytes, 0, 8)); }, "", 0},
+        {[&] { EXPECT_FALSE(server.writePage(-1, bytes, 0, 8)); }, "", 1},
+        {[&] { EXPECT_FALSE(server.writePage(m, bytes, 9, 0)); }, "", 1},
+        {[&] { EXPECT_FALSE(server.writePage(kBehind, bytes, 0, 8)); }, "", 1},
+        {[&] { EXPECT_FALSE(server.acquirePage(false, -7, &next)); }, "", 1},
+        {[&] { EXPECT_FALSE(server.acquirePage(true, kHuge, &next)); }, "", 1},
+        {[&] { server.freePages(0, g), server.freePages(m, 0); }, "", 2},
+        {[&] { server.freePages(-3, g); }, "E Invalid page id -3 while freeing page\n", 0},
+        {[&] { server.freePages(f, m); }, "E Invalid page id 0 while freeing page\n", 0},
+        {[&] { server.freePages(kBehind + 16, kBehind + 16); }, "", 1},
+        {[&] { server.freePages(kBehind + 16, g); },
+         "E File read failed during read page id\nE Seek/read failed at offset 48\n", 0},
+    };
+    for (auto const &c : cases) {
+        broken().clear();
+        EXPECT_EQ(logOf(c.action), c.log);
+        EXPECT_EQ(broken().size(), c.brokenRules) << &c - cases;
+    }
+    // The failed acquirePage calls lost nothing, and nothing beside the records was written.
+    long long pages[2] = {};
+    ASSERT_TRUE(server.acquirePage(true, 0, &pages[0]));
+    ASSERT_TRUE(server.acquirePage(false, 0, &pages[1]));
+    EXPECT_TRUE(pages[0] == 2 && pages[1] == kBehind);
+    EXPECT_EQ(pageFileBytes().size(), 3U * 16);
+}
+
+// Chains that run in a circle, of file pages and of both kinds, end; none of their pages is handed
+// out twice.
+TEST_F(BlobFaultsTest, circles) {
+    setSizes("8", "2");
+    HeldPages held;
+    auto &server = held.server;
+    for (bool mixed : {false, true}) {
+        long long first = 0, second = 0, third = 0, again = 0;
+        ASSERT_TRUE(server.acquirePage(mixed, 0, &first) &&
+                    server.acquirePage(false, first, &second) &&
+                    server.acquirePage(mixed, second, &third));
+        server.freePages(first, first);  // and yet the others still lead to it
+        ASSERT_TRUE(server.acquirePage(mixed, third, &again) && again == first);
+        server.freePages(first, 1'000'000);
+        EXPECT_EQ(std::exchange(broken(), {}), std::vector<std::string>{"page chain"});
+    }
+    std::set<long long> handedOut;
+    for (int i = 0; i < 12; ++i) {
+        long long page = 0;
+        ASSERT_TRUE(server.acquirePage(i % 2 == 0, 0, &page));
+        EXPECT_TRUE(handedOut.insert(page).second) << page;
+    }
+}
+
+}  // namespace
