@@ -12,6 +12,7 @@
 #include "kqb/kqbmempool.h"
 #include "kqb/kqbmessage.h"
 #include "kqb/kqbpath.h"
+#include "kqb/kqbreal.h"
 #include "kqb/kqbsingleton.h"
 #include "kqb/kqbstring.h"
 #include "kqb/kqbstringformat.h"
