@@ -2,7 +2,7 @@
 """Runs the benchmark programs of a folder and prints how the library fares against its peers.
 
 Usage: ratios.py FOLDER [NAME...]     NAME: mempool, string, format, date, configfile, options,
-                                      lifecycle; all of them when none is given
+                                      lifecycle, datavar; all of them when none is given
 
 Every row is named "work/who". The ratio is the peer's median time over the library's, of several
 repetitions taken in random order in one process: above 1 the library is faster.
@@ -42,9 +42,11 @@ REACH = [
     (r"option look-up, 1", "map+shared_mutex", 2.5),
     (r"option look-up, 2", "map+shared_mutex", 3.4),
     (r"initialise", "poco", 1.8),
+    (r"variant: ", "QVariant", 1.5),
+    (r"variant: ", "Poco::Dynamic::Var", 1.5),
 ]
 
-PROGRAMS = ["mempool", "string", "format", "date", "configfile", "options", "lifecycle"]
+PROGRAMS = ["mempool", "string", "format", "date", "configfile", "options", "lifecycle", "datavar"]
 
 # Rows with two threads get a process of their own: one that ever had a second thread keeps paying
 # for it in the rows with one.

@@ -1,5 +1,6 @@
 // KqbDatavar: conversions, and storing by conversion.
 #include <cmath>
+#include <string_view>
 
 #include "core/kqbdate_internal.h"
 #include "core/kqbstring_internal.h"
@@ -40,14 +41,25 @@ Number parsed(char const *text, ErrorFlag const &error, Parse parse) {
     return error.raiseUnless(succeeded, value);
 }
 
+KqbString copiedText(std::string_view text) {
+    KqbString copy;
+    KqbStringAccess::assign(copy, text);
+    return copy;
+}
+
 KqbReal parsedReal(char const *text, std::size_t size, ErrorFlag const &error) {
     KqbReal value(text);
     if (value.isNull()) {
-        KqbString trimmed;
-        KqbStringAccess::assign(trimmed, {text, size});
+        KqbString trimmed = copiedText({text, size});
         if (trimmed.trim(false, true) > 0) value.assign(trimmed.asCstr());
     }
     return error.raiseUnless(!value.isNull(), value);
+}
+
+KqbString integerText(long long number) {
+    KqbString text;
+    text.assign(number);
+    return text;
 }
 
 KqbString dateText(double number) {
@@ -196,21 +208,19 @@ KqbDate KqbDatavar::asDate() const {
 }
 
 KqbString KqbDatavar::asString() const {
-    KqbString result;
     switch (type()) {
         case KqbTypeBoolean:
             return KqbString(value<bool>() ? "true" : "false", true);
         case KqbTypeInteger:
-            return result.assign(value<long long>());
+            return integerText(value<long long>());
         case KqbTypeReal:
             return value<KqbReal>().asString();
         case KqbTypeString:
-            KqbStringAccess::assign(result, {text(), rep_->size - 1});
-            return result;
+            return copiedText({text(), rep_->size - 1});
         case KqbTypeDate:
             return dateText(value<double>());
         default:
-            return result;
+            return {};
     }
 }
 

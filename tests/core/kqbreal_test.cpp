@@ -5,14 +5,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <iterator>
 #include <limits>
 #include <random>
-#include <sstream>
 #include <string>
 #include <utility>
-#include <vector>
 
+#include "support/cases.h"
 #include "support/pool_faults.h"
 #include "support/pool_test.h"
 
@@ -33,16 +31,6 @@ std::string textOf(KqbReal const &value, int width = 61) { return textOf(value.a
 
 KqbReal real(std::string const &text) { return KqbReal(text.c_str()); }
 
-// The words of cases that are separated by semicolons.
-std::vector<std::vector<std::string>> cases(std::string const &text) {
-    std::vector<std::vector<std::string>> result;
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line, ';');) {
-        std::istringstream words(line);
-        result.push_back({std::istream_iterator<std::string>(words), {}});
-    }
-    return result;
-}
 bool is(std::string const &word) { return word == "true" || word == "!"; }
 
 // --- Text -------------------------------------------------------------------------------------
@@ -224,16 +212,9 @@ TEST_F(KqbRealTest, convertsWithinTheLimits) {
 
 template <class Left>
 KqbReal compute(Left &left, char operation, KqbReal const &right, bool *error) {
-    switch (operation) {
-        case '+':
-            return left.add(right, error);
-        case '-':
-            return left.subtract(right, error);
-        case '*':
-            return left.multiply(right, error);
-        default:
-            return left.divide(right, error);
-    }
+    if (operation == '+') return left.add(right, error);
+    if (operation == '-') return left.subtract(right, error);
+    return operation == '*' ? left.multiply(right, error) : left.divide(right, error);
 }
 
 TEST_F(KqbRealTest, recordsInexactnessInTheLeftOperand) {
@@ -375,17 +356,14 @@ TEST_F(KqbRealTest, recordsOfAllScalesPassBothWays) {
 }
 
 TEST_F(KqbRealTest, recordsTakeWhatFitsTheirDigits) {
-    std::string const most(38, '9');
     // Text, precision, scale, the record's magnitude/precision/scale/sign; "!" for an error.
     for (auto const &c :
          cases("-12.345 10 2 1234/10/2/0; 12.355 10 2 1236/10/2/1; 0.001 10 2 !; "
                "0 10 2 0/0/0/1; -0 0 5 0/0/0/1; 1 0 0 !; 1e3 4 0 1000/4/0/1; 1e3 3 0 !; "
-               "99.995 4 2 !; 99.99 4 2 9999/4/2/1; 1 2 3 !; 1.5 -1 -1 15000000000/38/10/1; " +
-               most + " 38 0 " + most + "/38/0/1;" + most + " 255 0 " + most + "/255/0/1;" + most +
-               " 256 0 !;" + most +
-               "9 255 0 !; "
-               "1e-127 200 127 1/200/127/1; 1e-127 200 128 !; 1 2147483647 2147483647 !; "
-               "inf 38 0 !; nan 38 0 !")) {
+               "99.995 4 2 !; 99.99 4 2 9999/4/2/1; 1 2 3 !; 1.5 -1 -1 15000000000/38/10/1; "
+               "1e37 38 0 10000000000000000000000000000000000000/38/0/1; 1e38 38 0 !; 7 256 0 !; "
+               "7 255 0 7/255/0/1; 1e38 255 0 !; 1e-127 200 127 1/200/127/1; 1e-127 200 128 !; "
+               "1 2147483647 2147483647 !; inf 38 0 !; nan 38 0 !")) {
         KQ_SQL_NUMERIC_STRUCT record;
         std::memset(&record, 0xAA, sizeof record);
         bool error = !is(c[3]);
@@ -421,15 +399,11 @@ TEST_F(KqbRealTest, wordsPassBothWaysInEitherOrder) {
 }
 
 TEST_F(KqbRealTest, equalNumbersHaveEqualWords) {
-    Words canonical, words;
-    struct {
-        char const *text, *other;
-    } const cases[] = {{"1.50", "15e-1"}, {"100", "1e2"}, {"0", "-0e7"}};
-    for (auto const &c : cases) {
-        KqbReal a(c.text), b(c.other);
-        a.asFD(&canonical);
-        b.asFD(&words);
-        EXPECT_EQ(std::memcmp(words, canonical, sizeof words), 0) << c.text;
+    for (auto const &c : cases("1.50 15e-1; 100 1e2; 0 -0e7; 1e60 10e59")) {
+        Words canonical, words;
+        real(c[0]).asFD(&canonical);
+        real(c[1]).asFD(&words);
+        EXPECT_EQ(std::memcmp(words, canonical, sizeof words), 0) << c[0];
     }
     KqbReal(5).asFD(nullptr);
 }

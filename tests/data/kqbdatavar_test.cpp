@@ -15,6 +15,7 @@
 #include "config/kqbsingleton_internal.h"
 #include "core/kqbdate_internal.h"
 #include "kqb/kqbhost.h"
+#include "support/cases.h"
 #include "support/pool_faults.h"
 #include "support/pool_test.h"
 
@@ -58,25 +59,31 @@ std::string bytesOf(KqbBlob blob) {
     return bytes;
 }
 
+// The value of such a state.
+KqbDatavar valueOf(std::string const &state) {
+    KqbDatavar value;
+    if (state == "null") return value;
+    auto const type = static_cast<kqbType>(state[0] - '0');
+    bool const isEmpty = state.substr(2) == "-";
+    EXPECT_TRUE(isEmpty
+                    ? value.setType(type)
+                    : value.build(type, state.data() + 2, static_cast<unsigned>(state.size()) - 2));
+    return value;
+}
+
 TEST(KqbTypeTest, namesAndCodes) {
-    struct {
-        char const *name;
-        int code, order;
-        char const *first;
-    } const cases[] = {
-        {"unknown", 0, 0, "Unknown"}, {"BOOLEAN", 1, 0, "Boolean"}, {"Integer", 2, 0, "Integer"},
-        {"real", 3, 0, "Real"},       {"String", 4, 0, "String"},   {"Date", 5, 0, "Date"},
-        {"Date (mdy)", 5, 0, "Date"}, {"date (DMY)", 5, 1, "Date"}, {"date (ymd)", 5, 2, "Date"},
-        {"binary", 6, 0, "Binary"},   {"Numeric", 0, 0, "Unknown"}, {"", 0, 0, "Unknown"},
-        {nullptr, 0, 0, "Unknown"}};
-    for (auto const &c : cases) {
+    // A name without its order, the order of a date, the code, the first name of the code.
+    for (auto const &c :
+         cases("unknown - 0 Unknown; BOOLEAN - 1 Boolean; Integer - 2 Integer; real - 3 Real; "
+               "String - 4 String; date - 5 Date; Date (MDY) 5 Date; date (dmy) 5 Date; "
+               "DATE (YMD) 5 Date; binary - 6 Binary; Numeric - 0 Unknown; real (MDY) 0 Unknown")) {
+        std::string const name = c[1] == "-" ? c[0] : c[0] + " " + c[1];
         int order = 7;
-        kqbType const type = kqbTypeFromString(c.name, &order);
-        EXPECT_EQ(type, c.code) << c.name;
-        EXPECT_EQ(order, c.order) << c.name;
-        EXPECT_EQ(kqbTypeFromString(c.name), type);
-        EXPECT_STREQ(kqbTypeToString(type), c.first);
+        EXPECT_EQ(std::to_string(kqbTypeFromString(name.c_str(), &order)), c[2]) << name;
+        EXPECT_EQ(order, c[1] == "(dmy)" ? 1 : c[1] == "(YMD)" ? 2 : 0) << name;
+        EXPECT_EQ(kqbTypeToString(kqbTypeFromString(name.c_str())), c[3]);
     }
+    EXPECT_EQ(kqbTypeFromString(nullptr), KqbTypeUnknown);
     EXPECT_STREQ(kqbTypeToString(kNoType), "");
 }
 
@@ -105,42 +112,27 @@ std::string conversions(KqbDatavar const &value) {
 }
 
 TEST_F(KqbDatavarTest, convertsByTheTable) {
-    KqbDatavar unknown, nullReal;
-    unknown.setType(KqbTypeUnknown);
-    nullReal.setType(KqbTypeReal);
-    struct {
-        KqbDatavar value;
-        std::string state, conversions;
-    } const cases[] = {
-        {KqbDatavar(), "null", "0 0 0 0 0 null"},
-        {unknown, "0:-", "! ! ! ! ! !"},
-        {var(true), "1:true", "1 1 1 1 1 1"},
-        {var(false), "1:false", "0 0 0 0 0 0"},
-        {var(-7), "2:-7", "-7 -7 ! -7 1 -7"},
-        {var(4294967297), "2:4294967297", "1 4294967297 4294967297 4294967297 1 4294967297"},
-        {var(LLONG_MIN), "2:-9223372036854775808",
-         "0 -9223372036854775808 ! -9223372036854776000 1 -9223372036854775808"},
-        {var(0.5), "3:0.5", "0 0 0 0.5 0 0.5"},
-        {var(-0.5), "3:-0.5", "-1 -1 ! -0.5 1 -0.5"},
-        {var(3e9), "3:3000000000", "! 3000000000 3000000000 3000000000 1 3000000000"},
-        {var(1e30), "3:1" + std::string(30, '0'), "! ! ! 1E+30 ! 1" + std::string(30, '0')},
-        {nullReal, "3:-", "! ! ! ! ! null"},
-        {var("12"), "4:12", "12 12 12 12 1 12"},
-        {var(" -3 "), "4: -3 ", "-3 -3 ! -3 ! -3"},
-        {var("2.5"), "4:2.5", "! ! ! 2.5 1 2.5"},
-        {var("99999999999999999999"), "4:99999999999999999999",
-         "! ! ! 100000000000000000000 1 99999999999999999999"},
-        {var("on"), "4:on", "! ! ! ! 1 !"},
-        {var("Off"), "4:Off", "! ! ! ! 0 !"},
-        {var("7x"), "4:7x", "! ! ! ! 1 !"},
-        {var("x"), "4:x", "! ! ! ! ! !"},
-        {var(""), "4:", "! ! ! ! ! !"},
-        {var(KqbDate(-1.25)), "5:12/28/1899 18:00:00", "-1 -1 ! -1.25 ! -1.25"},
-    };
-    for (auto const &c : cases) {
-        EXPECT_EQ(state(c.value), c.state);
-        EXPECT_EQ(conversions(c.value), c.conversions) << c.state;
+    kqbDateOptions().iso = true;
+    // The value; as int, 64-bit integer, size, double, truth value and decimal; "!" for an error.
+    for (auto const &c :
+         cases("null 0 0 0 0 0 null; 0:- ! ! ! ! ! !; 6:- ! ! ! ! ! !; 3:- ! ! ! ! ! null; "
+               "1:true 1 1 1 1 1 1; 1:false 0 0 0 0 0 0; 2:-7 -7 -7 ! -7 1 -7; "
+               "2:4294967297 1 4294967297 4294967297 4294967297 1 4294967297; "
+               "2:-9223372036854775808 0 -9223372036854775808 ! -9223372036854776000 1 "
+               "-9223372036854775808; 3:0.5 0 0 0 0.5 0 0.5; 3:-0.5 -1 -1 ! -0.5 1 -0.5; "
+               "3:3000000000 ! 3000000000 3000000000 3000000000 1 3000000000; "
+               "3:1E+70 ! ! ! 1E+70 ! 1E+70; 4:12 12 12 12 12 1 12; 4:2.5 ! ! ! 2.5 1 2.5; "
+               "4:99999999999999999999 ! ! ! 100000000000000000000 1 99999999999999999999; "
+               "4:on ! ! ! ! 1 !; 4:Off ! ! ! ! 0 !; 4:7x ! ! ! ! 1 !; 4:x ! ! ! ! ! !; "
+               "4: ! ! ! ! ! !; 5:1899-12-28T18:00:00 -1 -1 ! -1.25 ! -1.25")) {
+        KqbDatavar const value = valueOf(c[0]);
+        EXPECT_EQ(state(value), c[0]);
+        std::string expected = c[1];
+        for (std::size_t i = 2; i < c.size(); ++i) expected += " " + c[i];
+        EXPECT_EQ(conversions(value), expected) << c[0];
     }
+    EXPECT_EQ(conversions(var(" -3 ")), "-3 -3 ! -3 ! -3");
+    kqbDateOptions() = {};
 }
 
 TEST_F(KqbDatavarTest, floatsAreShortAndRefuseWhatIsTooLarge) {
@@ -181,29 +173,25 @@ TEST_F(KqbDatavarTest, unsignedNumbersLoseNothing) {
 // --- Storing ----------------------------------------------------------------------------------
 
 TEST_F(KqbDatavarTest, countsAndCutsText) {
-    char const text[] = "gr\u00fc\u00dfe";  // 5 characters, 7 bytes
-    struct {
-        int characters, bytes;
-        std::string expected;
-    } const cases[] = {{-1, -1, text}, {9, 9, text},        {5, 7, text}, {4, -1, "gr\u00fc\u00df"},
-                       {-1, 3, "gr"},  {-1, 4, "gr\u00fc"}, {2, 5, "gr"}, {3, 3, "gr"},
-                       {0, -1, ""},    {-1, 0, ""}};
-    for (auto const &c : cases) {
-        KqbDatavar alone = var(text), shared = alone, copy = alone;
-        alone.setNull();
-        alone.assign(text);
+    std::string const text = "gr\u00fc\u00dfe", all = "4:" + text;  // 5 characters, 7 bytes
+    // At most so many characters, so many bytes, what is left.
+    for (auto const &c : cases("-1 -1 gr\u00fc\u00dfe; 9 9 gr\u00fc\u00dfe; 5 7 gr\u00fc\u00dfe; 4 "
+                               "-1 gr\u00fc\u00df; "
+                               "-1 3 gr; -1 4 gr\u00fc; 2 5 gr; 3 3 gr; 0 -1 -; -1 0 -")) {
+        std::string const left = c[2] == "-" ? "" : c[2];
+        KqbDatavar alone = var(text.c_str()), shared = var(text.c_str()), copy = shared;
         for (KqbDatavar *value : {&alone, &shared}) {
-            EXPECT_TRUE(value->truncate(c.characters, c.bytes));
-            EXPECT_EQ(state(*value), "4:" + c.expected);
-            EXPECT_EQ(value->length(), var(c.expected.c_str()).length());
+            EXPECT_TRUE(value->truncate(std::stoi(c[0]), std::stoi(c[1])));
+            EXPECT_EQ(state(*value), "4:" + left);
+            EXPECT_EQ(value->length(), var(left.c_str()).length());
         }
-        EXPECT_EQ(state(copy), std::string("4:") + text);
+        EXPECT_EQ(state(copy), all);
     }
-    EXPECT_EQ(var(text).length(), 5);
-    EXPECT_EQ(state(KqbDatavar().assign(text, 3)), "4:gr\u00fc");
-    EXPECT_EQ(state(KqbDatavar().assign(text, 99)), std::string("4:") + text);
-    EXPECT_EQ(state(KqbDatavar().assignBytes(text, 3)), "4:gr");
-    EXPECT_EQ(state(KqbDatavar().assignBytes(text, UINT_MAX)), std::string("4:") + text);
+    EXPECT_EQ(var(text.c_str()).length(), 5);
+    EXPECT_EQ(state(KqbDatavar().assign(text.c_str(), 3)), "4:gr\u00fc");
+    EXPECT_EQ(state(KqbDatavar().assign(text.c_str(), 99)), all);
+    EXPECT_EQ(state(KqbDatavar().assignBytes(text.c_str(), 3)), "4:gr");
+    EXPECT_EQ(state(KqbDatavar().assignBytes(text.c_str(), UINT_MAX)), all);
     KqbDatavar number = var(5);
     EXPECT_FALSE(number.truncate(0, 0) || KqbDatavar().truncate(0, 0));
     EXPECT_EQ(number.length(), -1);
@@ -224,22 +212,14 @@ TEST_F(KqbDatavarTest, nullsMakeNull) {
 }
 
 KqbDatavar sample(kqbType type) {
-    KqbDatavar value;
-    switch (type) {
-        case KqbTypeBoolean:
-            return value.assign(true);
-        case KqbTypeInteger:
-            return value.assign(-42);
-        case KqbTypeReal:
-            return value.assign(KqbReal("-1.5e-70"));
-        case KqbTypeString:
-            return value.assign("gr\u00fc\u00dfe!!");
-        case KqbTypeDate:
-            return value.assign(KqbDate(2017, 5, 5, 9, 3, 7));
-        default:
-            value.assign(type, "a\0b", 3);
-            return value;
-    }
+    char const *const states[] = {"0:bytes",
+                                  "1:true",
+                                  "2:-42",
+                                  "3:-1.5E-70",
+                                  "4:gr\u00fc\u00dfe!!",
+                                  "5:2017-05-05T09:03:07",
+                                  "6:more bytes"};
+    return valueOf(states[type]);
 }
 
 bool equal(KqbDatavar const &a, KqbDatavar const &b) {
@@ -259,7 +239,7 @@ TEST_F(KqbDatavarTest, rawBytesReadBackInEitherOrder) {
         EXPECT_TRUE(required == 0 || size == required);
         if (type == KqbTypeBinary) {
             EXPECT_EQ(raw, nullptr);
-            EXPECT_EQ(bytesOf(value.asBlob()), std::string("a\0b", 3));
+            EXPECT_EQ(bytesOf(value.asBlob()), "more bytes");
             continue;
         }
         std::string bytes(raw, size);
@@ -294,43 +274,25 @@ TEST_F(KqbDatavarTest, refusesBytesThatAreNoValue) {
 }
 
 TEST_F(KqbDatavarTest, setTypeConvertsOrRefuses) {
-    struct {
-        KqbDatavar value;
-        kqbType type;
-        std::string expected;  // empty: refused
-    } const cases[] = {{var("42"), KqbTypeInteger, "2:42"},
-                       {var("4.2"), KqbTypeInteger, ""},
-                       {var("4.2 "), KqbTypeReal, "3:4.2"},
-                       {var("x"), KqbTypeReal, ""},
-                       {var(1.5), KqbTypeInteger, "2:1"},
-                       {var(true), KqbTypeString, "4:true"},
-                       {var(7), KqbTypeBoolean, "1:true"},
-                       {var(42860), KqbTypeDate, "5:05/05/2017 00:00:00"},
-                       {var(true), KqbTypeDate, ""},
-                       {var("x"), KqbTypeBinary, ""},
-                       {var("x"), KqbTypeUnknown, ""},
-                       {var("x"), kNoType, ""},
-                       {var("x"), KqbTypeString, "4:x"},
-                       {sample(KqbTypeBinary), KqbTypeString, ""},
-                       {KqbDatavar(), KqbTypeBoolean, "1:false"},
-                       {KqbDatavar(), KqbTypeInteger, "2:0"},
-                       {KqbDatavar(), KqbTypeReal, "3:-"},
-                       {KqbDatavar(), KqbTypeString, "4:"},
-                       {KqbDatavar(), KqbTypeDate, "5:12/30/1899 00:00:00"},
-                       {KqbDatavar(), KqbTypeBinary, "6:-"},
-                       {KqbDatavar(), KqbTypeUnknown, "0:-"}};
-    for (auto const &c : cases) {
-        KqbDatavar value = c.value;
-        EXPECT_EQ(value.setType(c.type), !c.expected.empty()) << state(c.value) << " to " << c.type;
-        EXPECT_EQ(state(value), c.expected.empty() ? state(c.value) : c.expected);
-        if (c.value.type() != KqbTypeString) continue;
-        // The same text, without a NUL behind it.
-        std::string const text = c.value.asString().asCstr();
-        bool const isBytes = c.type == KqbTypeBinary || c.type == KqbTypeUnknown;
-        EXPECT_EQ(value.build(c.type, (text + "9").data(), static_cast<unsigned>(text.size())),
-                  !c.expected.empty() || isBytes);
-        EXPECT_TRUE(isBytes || state(value) == (c.expected.empty() ? state(c.value) : c.expected));
+    kqbDateOptions().iso = true;
+    // From, the type, what comes of it; "!" when that is refused.
+    for (auto const &c :
+         cases("4:42 2 2:42; 4:4.2 2 !; 4:4.2 3 3:4.2; 4:x 3 !; 3:1.5 2 2:1; 1:true 4 4:true; "
+               "2:7 1 1:true; 2:42860 5 5:2017-05-05T00:00:00; 4:2017-05-05 5 "
+               "5:2017-05-05T00:00:00; 1:true 5 !; 4:x 6 !; 4:x 0 !; 4:x 9 !; 4:x 4 4:x; "
+               "6:bytes 4 !; null 0 0:-; null 1 1:false; null 2 2:0; null 3 3:-; null 4 4:; "
+               "null 5 5:1899-12-30T00:00:00; null 6 6:-; null 9 !")) {
+        KqbDatavar value = valueOf(c[0]);
+        std::string const expected = c[2] == "!" ? state(value) : c[2];
+        EXPECT_EQ(value.setType(static_cast<kqbType>(std::stoi(c[1]))), c[2] != "!") << c[0];
+        EXPECT_EQ(state(value), expected);
     }
+    KqbDatavar kept = var("kept");
+    EXPECT_FALSE(kept.build(KqbTypeInteger, "1x", 2) || kept.build(KqbTypeString, "a\0b", 3));
+    EXPECT_EQ(state(kept), "4:kept");
+    EXPECT_TRUE(kept.build(KqbTypeInteger, "12", 1));  // no NUL behind it
+    EXPECT_EQ(state(kept), "2:1");
+    kqbDateOptions() = {};
 }
 
 // --- Sharing ----------------------------------------------------------------------------------
@@ -376,7 +338,8 @@ TEST_F(KqbDatavarTest, missingMemoryLosesNoMoreThanItSays) {
          [](KqbDatavar &v) { return !v.assign("another, longer text").isNull(); }},
         {true, "3:1.5", [](KqbDatavar &v) { return !v.assign(1.5).isNull(); }},
         {true, "", [](KqbDatavar &v) { return !v.assign(5).isNull(); }},
-        {true, "0:-", [](KqbDatavar &v) { return v.assign(KqbTypeUnknown, &v, 17); }},
+        {true, "0:-",
+         [](KqbDatavar &v) { return v.assign(KqbTypeUnknown, "seventeen bytes..", 17); }},
         {true, "", [](KqbDatavar &v) { return v.assign(KqbTypeBinary, "123", 3); }},
         {false, "3:12.5", [](KqbDatavar &v) { return v.setType(KqbTypeReal); }},
         {false, "", [](KqbDatavar &v) { return v.build(KqbTypeInteger, "12", 2); }},
@@ -422,29 +385,16 @@ TEST_F(KqbDatavarTestThreads, copiesMayBeOnDifferentThreads) {
 // --- Order ------------------------------------------------------------------------------------
 
 TEST_F(KqbDatavarTest, ordersValuesOfOneType) {
-    std::string const longText(300, 'b');
-    struct {
-        KqbDatavar lesser, greater;
-    } const cases[] = {{KqbDatavar(), var(false)},
-                       {var(false), var(true)},
-                       {var(LLONG_MIN), var(1)},
-                       {var(1.25), var(1.5)},
-                       {var(""), var("a")},
-                       {var("a"), var("ab")},
-                       {var("Z"), var("a")},
-                       {var("z"), var("\u00e9")},
-                       {var("az"), var(longText.c_str())},
-                       {var(KqbDate(1.0)), var(KqbDate(1.5))}};
-    for (auto const &c : cases) {
-        EXPECT_EQ(c.lesser.compare(c.greater), -1) << state(c.lesser);
-        EXPECT_EQ(c.greater.compare(c.lesser), 1) << state(c.lesser);
-        EXPECT_EQ(c.lesser.compare(c.lesser), 0) << state(c.lesser);
-        EXPECT_TRUE(KqbDatavarLess()(c.lesser, c.greater));
-        EXPECT_FALSE(KqbDatavarLess()(c.greater, c.lesser) || KqbDatavarLess()(c.lesser, c.lesser));
+    for (auto const &c :
+         cases("null 1:false; 1:false 1:true; 2:-9223372036854775808 2:1; 3:1.25 3:1.5; 4: 4:a; "
+               "4:a 4:ab; 4:Z 4:a; 4:z 4:\u00e9; 5:1900-01-01T12:00 5:1900-01-02")) {
+        KqbDatavar const lesser = valueOf(c[0]), greater = valueOf(c[1]);
+        EXPECT_EQ(lesser.compare(greater), -1) << c[0];
+        EXPECT_EQ(greater.compare(lesser), 1) << c[0];
+        EXPECT_EQ(lesser.compare(lesser), 0) << c[0];
+        EXPECT_TRUE(KqbDatavarLess()(lesser, greater) && !KqbDatavarLess()(greater, lesser));
     }
-    KqbDatavar other;
-    other.assign(KqbTypeBinary, "other", 5);
-    EXPECT_EQ(sample(KqbTypeBinary).compare(other), 0);
+    EXPECT_EQ(sample(KqbTypeBinary).compare(valueOf("6:other")), 0);
 }
 
 TEST_F(KqbDatavarTest, comparingTypesIsReported) {

@@ -24,7 +24,11 @@ public:
     }
 
 private:
-    using Step = KqbReal (KqbReal::*)(KqbReal const &, bool *);
+    struct Operator {
+        char sign;
+        KqbReal (KqbReal::*step)(KqbReal const &, bool *) noexcept;
+    };
+    using Operators = Operator[2];
 
     [[noreturn]] void fail(std::string const &what, std::size_t place, ExitCode code) const {
         auto const isLead = [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; };
@@ -55,40 +59,34 @@ private:
         return std::string_view(text_).substr(start, place_ - start);
     }
 
-    KqbReal step(Step operation, KqbReal left, KqbReal const &right, std::size_t place) {
-        bool error = false;
-        KqbReal const result = (left.*operation)(right, &error);
-        if (error || result.isNull()) fail("there is no result", place, kLibraryFailure);
-        isRounded_ |= left.truncated();
-        return result;
+    // The operator that stands next, behind which reading goes on; null when it is none of these.
+    Operator const *acceptOne(Operators const &operators) {
+        for (Operator const &candidate : operators) {
+            if (accept(candidate.sign)) return &candidate;
+        }
+        return nullptr;
+    }
+
+    // Operands between operators of one precedence, from left to right.
+    KqbReal chain(KqbReal (Evaluator::*operand)(), Operators const &operators) {
+        KqbReal value = (this->*operand)();
+        while (Operator const *const next = acceptOne(operators)) {
+            std::size_t const place = place_ - 1;
+            bool error = false;
+            KqbReal const result = (value.*next->step)((this->*operand)(), &error);
+            if (error || result.isNull()) fail("there is no result", place, kLibraryFailure);
+            isRounded_ |= value.truncated();
+            value = result;
+        }
+        return value;
     }
 
     KqbReal sum() {
-        KqbReal value = product();
-        for (;;) {
-            std::size_t const place = (at(), place_);
-            if (accept('+')) {
-                value = step(&KqbReal::add, value, product(), place);
-            } else if (accept('-')) {
-                value = step(&KqbReal::subtract, value, product(), place);
-            } else {
-                return value;
-            }
-        }
+        return chain(&Evaluator::product, {{'+', &KqbReal::add}, {'-', &KqbReal::subtract}});
     }
 
     KqbReal product() {
-        KqbReal value = factor();
-        for (;;) {
-            std::size_t const place = (at(), place_);
-            if (accept('*')) {
-                value = step(&KqbReal::multiply, value, factor(), place);
-            } else if (accept('/')) {
-                value = step(&KqbReal::divide, value, factor(), place);
-            } else {
-                return value;
-            }
-        }
+        return chain(&Evaluator::factor, {{'*', &KqbReal::multiply}, {'/', &KqbReal::divide}});
     }
 
     KqbReal factor() {
