@@ -82,7 +82,7 @@ public:
 
     // The value's bytes and, unless size is null, their number; valid until this variant changes.
     //   Boolean  1 byte, 0 or 1                Integer  8 bytes, native byte order
-    //   Real     24 bytes, as KqbReal::asFD    Date     8 bytes, the date number, a double
+    //   Real     24 bytes, KqbReal's words     Date     8 bytes, the date number, a double
     //   String   the text with its NUL         Unknown  the bytes that were stored
     // A Binary value has no bytes in one piece; it gives a null pointer and 0, as null does.
     void const *getRaw(unsigned int *size) const;

@@ -170,8 +170,9 @@ KqbDatavar &KqbDatavar::assign(KqbString const &text) {
 
 KqbDatavar &KqbDatavar::assignBytes(char const *text, unsigned int maxBytes) {
     if (text == nullptr) return assign(text);
-    auto const limit = static_cast<int>(std::min<std::size_t>(maxBytes, kKqbStringMaxBytes));
-    return assign(KqbString().assignBytes(text, limit));
+    std::string_view const whole = kqbWholeCharacters(text, maxBytes);
+    storeText(whole.data(), whole.size(), np_uchar_length_n(whole.data(), whole.size()));
+    return *this;
 }
 
 KqbDatavar &KqbDatavar::assign(KqbReal const &value) {
