@@ -46,6 +46,8 @@ REACH = [
     (r"blob of 256 MiB$", "pwrite and pread of 4 KiB", 0.9),
     (r"blob of 1 MiB, reused pages$", "pwrite and pread of 4 KiB", 1.2),
     (r"profiler", "two clock_gettime", 0.7),
+    (r"variant: ", "QVariant", 1.5),
+    (r"variant: ", "Poco::Dynamic::Var", 1.5),
 ]
 
 # Rows with two threads get a process of their own: one that ever had a second thread keeps paying

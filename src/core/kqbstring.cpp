@@ -5,6 +5,7 @@
 // assigned or appended, and a failure leaves the string as it was.
 #include "kqb/kqbstring.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 #include <new>
@@ -227,18 +228,20 @@ KqbString &KqbString::assign(char const *text, int count) {
     return *this;
 }
 
-KqbString &KqbString::assignBytes(char const *text, int maxBytes) {
-    std::size_t size = 0;
-    if (text != nullptr && maxBytes > 0) size = strnlen(text, static_cast<std::size_t>(maxBytes));
-    if (!np_uchar_valid_n(text, size)) {
-        std::size_t whole = 0;
-        int codePoint = 0;
-        while (int const step = np_uchar_toint_n(text + whole, size - whole, &codePoint)) {
-            whole += static_cast<std::size_t>(step);
-        }
-        size = whole;
+std::string_view kqbWholeCharacters(char const *text, std::size_t maxBytes) {
+    std::size_t const size = text != nullptr ? strnlen(text, maxBytes) : 0;
+    if (np_uchar_valid_n(text, size)) return {text, size};
+    std::size_t whole = 0;
+    int codePoint = 0;
+    while (int const step = np_uchar_toint_n(text + whole, size - whole, &codePoint)) {
+        whole += static_cast<std::size_t>(step);
     }
-    KqbStringAccess::assign(*this, {text, size});
+    return {text, whole};
+}
+
+KqbString &KqbString::assignBytes(char const *text, int maxBytes) {
+    auto const limit = static_cast<std::size_t>(std::max(maxBytes, 0));
+    KqbStringAccess::assign(*this, kqbWholeCharacters(text, limit));
     return *this;
 }
 

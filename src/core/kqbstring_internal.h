@@ -30,6 +30,9 @@ inline bool kqbIsContinuation(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
 }
 
+// The longest run of whole, well-formed characters of at most maxBytes bytes, up to the first NUL.
+std::string_view kqbWholeCharacters(char const *text, std::size_t maxBytes);
+
 // The part of bytes without white space (Unicode White_Space) at its ends, as KqbString::trim
 // leaves it.
 std::string_view kqbTrimmed(std::string_view bytes);

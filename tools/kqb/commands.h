@@ -11,3 +11,9 @@ void addConfigCommands(CLI::App &tool);
 
 // message: the text of a catalogue message (message_command.cpp).
 void addMessageCommand(CLI::App &tool);
+
+// decimal: a calculator (decimal_command.cpp).
+void addDecimalCommand(CLI::App &tool);
+
+// type: a value type by its name (type_command.cpp).
+void addTypeCommand(CLI::App &tool);
