@@ -2,7 +2,7 @@
 """Runs the benchmark programs of a folder and prints how the library fares against its peers.
 
 Usage: ratios.py FOLDER [NAME...]     NAME: mempool, string, format, date, configfile, options,
-                                      lifecycle; all of them when none is given
+                                      uri, lifecycle; all of them when none is given
 
 Every row is named "work/who". The ratio is the peer's median time over the library's, of several
 repetitions taken in random order in one process: above 1 the library is faster.
@@ -41,10 +41,16 @@ REACH = [
     (r"configuration file: write", "GKeyFile", 2.0),
     (r"option look-up, 1", "map+shared_mutex", 2.5),
     (r"option look-up, 2", "map+shared_mutex", 3.4),
+    (r"URI parse and read", "uriparser", 2.5),
+    (r"URI compose", "GUri", 2.0),
+    (r"URI escape", "g_uri_escape_string", 3.0),
+    (r"URI unescape", "g_uri_unescape_string", 3.0),
+    (r"URI query", "QUrlQuery", 3.0),
+    (r"URI query", "Poco::URI", 3.0),
     (r"initialise", "poco", 1.8),
 ]
 
-PROGRAMS = ["mempool", "string", "format", "date", "configfile", "options", "lifecycle"]
+PROGRAMS = ["mempool", "string", "format", "date", "configfile", "options", "uri", "lifecycle"]
 
 # Rows with two threads get a process of their own: one that ever had a second thread keeps paying
 # for it in the rows with one.

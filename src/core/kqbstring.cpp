@@ -316,7 +316,8 @@ bool KqbStringAccess::assign(KqbString &string, std::string_view bytes) {
         string.setNull();
         return false;
     }
-    return string.doAssign(bytes.data(), -1, static_cast<int>(bytes.size()));
+    string.replaceString(KqbString::makeString(bytes.data(), bytes.size(), kUnknown));
+    return string.rep_ != nullptr;
 }
 
 bool KqbStringAccess::append(KqbString &string, std::string_view bytes) {

@@ -18,15 +18,15 @@ KqURI *parse(KqbString const &text) {
 }
 
 struct Kind {
-    string_view prefix;
+    string_view scheme;
     KqURI *(*parse)(KqbString const &text);
 };
 
 // By how a text begins, letter case included; the generic kind takes the rest.
 constexpr Kind kKinds[] = {
-    {"kqr://", parse<KqReposURIImpl>},     {"kqd://", parse<KqDataURIImpl>},
-    {"kqf://", parse<KqDataURIImpl>},      {"hadoop://", kqbParseHadoopURI},
-    {"rzsref://", parse<KqRZSRefURIImpl>},
+    {"kqr", parse<KqReposURIImpl>},     {"kqd", parse<KqDataURIImpl>},
+    {"kqf", parse<KqDataURIImpl>},      {"hadoop", kqbParseHadoopURI},
+    {"rzsref", parse<KqRZSRefURIImpl>},
 };
 
 // By the scheme as a word. Data sources alone mind its letter case.
@@ -41,8 +41,9 @@ KqURI *getURIFromURIString(KqbString const &text) {
     string_view const bytes = KqbStringAccess::view(text);
     std::size_t const separator = bytes.find("://");
     if (separator == string_view::npos || separator == 0) return nullptr;
+    string_view const scheme = bytes.substr(0, separator);
     for (Kind const &kind : kKinds) {
-        if (bytes.starts_with(kind.prefix)) return kind.parse(text);
+        if (kind.scheme == scheme) return kind.parse(text);
     }
     return parse<KqURIImpl>(text);
 }

@@ -2,6 +2,7 @@
 #include "uri/kquriescape_internal.h"
 
 #include <array>
+#include <cstring>
 
 #include "kqb/kqbmodules.h"
 #include "kqb/kquri.h"
@@ -43,8 +44,9 @@ constexpr auto kDigits = [] {
 
 unsigned digitOf(char byte) { return kDigits[static_cast<unsigned char>(byte)]; }
 
-void addEscape(KqURIText &out, char byte) {
-    out.add(string_view(kEscapes[static_cast<unsigned char>(byte)].data(), kEscapeSize));
+char *writeEscape(char *to, char byte) {
+    std::memcpy(to, kEscapes[static_cast<unsigned char>(byte)].data(), kEscapeSize);
+    return to + kEscapeSize;
 }
 
 // Bytes of the character at the start of a text; 0 when it is ill-formed.
@@ -54,21 +56,40 @@ std::size_t characterSize(string_view text) {
     return static_cast<std::size_t>(np_uchar_toint_n(text.data(), text.size(), &codePoint));
 }
 
-// Bytes at the start of a text that are not escaped.
-std::size_t plainSize(string_view text, KqURIEscapes const &escapes) {
-    std::size_t size = 0;
-    while (size < text.size() && !escapes.contains(text[size])) ++size;
-    return size;
-}
-
-// What the three bytes of an escape, or of what looks like one, stand for.
-void addDecoded(KqURIText &out, string_view escape) {
+// Writes what the three bytes of an escape, or of what looks like one, stand for.
+char *writeDecoded(char *to, char const *escape) {
     unsigned const high = digitOf(escape[1]);
     unsigned const low = digitOf(escape[2]);
     if (high == kNoDigit || low == kNoDigit) {
-        out.add(escape);
-    } else if (unsigned const byte = high * 16 + low) {
-        out.add(static_cast<char>(byte));
+        std::memcpy(to, escape, kEscapeSize);
+        return to + kEscapeSize;
+    }
+    *to = static_cast<char>(high * 16 + low);
+    return *to == '\0' ? to : to + 1;
+}
+
+void addDecoded(KqURIText &out, string_view text) {
+    auto const isPercent = [](KqURIBlock const &block) {
+        constexpr unsigned char kPercent = '%';
+        return kqbMarks(block == kPercent);
+    };
+    for (std::size_t at = 0; at < text.size();) {
+        char *to = out.place(kKqURIBlock);
+        char const *const last = out.limit() - kKqURIBlock;
+        while (at < text.size() && to <= last) {
+            std::size_t const left = text.size() - at;
+            if (text[at] == '%' && left >= kEscapeSize) {
+                to = writeDecoded(to, text.data() + at);
+                at += kEscapeSize;
+            } else if (left >= kKqURIBlock) {
+                std::size_t const run = kqbCopyUnmarked(to, text.data() + at, isPercent);
+                to += run;
+                at += run;
+            } else {
+                *to++ = text[at++];
+            }
+        }
+        out.wrote(to);
     }
 }
 
@@ -80,20 +101,41 @@ KqURIEscapes escapesOf(char const *specials, __int64 count) {
 }  // namespace
 
 std::size_t kqbAddEscaped(KqURIText &out, string_view text, KqURIEscapes const &escapes) {
+    static_assert(kKqURIBlock >= 4 * kEscapeSize, "room for the escapes of any character");
+    auto const marks = [&escapes](KqURIBlock const &block) { return escapes.marks(block); };
     std::size_t at = 0;
-    for (;;) {
-        std::size_t const plain = plainSize(text.substr(at), escapes);
-        out.add(text.substr(at, plain));
-        at += plain;
-        if (at == text.size()) return at;
-        std::size_t const size = characterSize(text.substr(at));
-        if (size == 0) return at;
-        for (char const byte : text.substr(at, size)) addEscape(out, byte);
-        at += size;
+    while (at < text.size()) {
+        char *to = out.place(kKqURIBlock);
+        char const *const last = out.limit() - kKqURIBlock;
+        while (at < text.size() && to <= last) {
+            if (text.size() - at >= kKqURIBlock) {
+                std::size_t const run = kqbCopyUnmarked(to, text.data() + at, marks);
+                to += run;
+                at += run;
+                if (run == kKqURIBlock) continue;
+                if (to > last) break;
+            } else if (!escapes.contains(text[at])) {
+                *to++ = text[at++];
+                continue;
+            }
+            std::size_t const size = characterSize(text.substr(at));
+            for (char const byte : text.substr(at, size)) to = writeEscape(to, byte);
+            at += size;
+            if (size > 0) continue;
+            out.wrote(to);
+            return at;
+        }
+        out.wrote(to);
     }
+    return at;
 }
 
 void kqbAddComponent(KqURIText &out, string_view component, KqURIEscapes const &escapes) {
+    auto const marks = [&escapes](KqURIBlock const &block) { return escapes.marks(block); };
+    if (kqbIsUnmarked(component, marks)) {
+        out.add(component);
+        return;
+    }
     if (np_uchar_valid_n(component.data(), component.size())) {
         kqbAddEscaped(out, component, escapes);
         return;
@@ -108,29 +150,20 @@ void kqbAddComponent(KqURIText &out, KqbString const &component, KqURIEscapes co
     kqbAddComponent(out, KqbStringAccess::view(component), escapes);
 }
 
-void kqbAddUnescaped(KqURIText &out, string_view text) {
-    std::size_t at = 0;
-    for (;;) {
-        std::size_t const percent = text.find('%', at);
-        if (percent == string_view::npos || text.size() - percent < kEscapeSize) break;
-        out.add(text.substr(at, percent - at));
-        addDecoded(out, text.substr(percent, kEscapeSize));
-        at = percent + kEscapeSize;
-    }
-    out.add(text.substr(at));
+KqbString kqbDecoded(string_view text) {
+    KqURIText out;
+    addDecoded(out, text);
+    return out.take();
 }
 
 KqbString kqbUnescaped(string_view text) {
-    if (text.find('%') == string_view::npos) return kqbStringOf(text);
-    KqURIText out;
-    kqbAddUnescaped(out, text);
-    return out.take();
+    return text.find('%') == string_view::npos ? kqbStringOf(text) : kqbDecoded(text);
 }
 
 KqbString kqbUnescaped(KqbString const &text) {
     string_view const bytes = KqbStringAccess::view(text);
-    if (!bytes.empty() && bytes.find('%') == string_view::npos) return text;
-    return kqbUnescaped(bytes);
+    if (bytes.empty()) return KqbString("", true);
+    return bytes.find('%') == string_view::npos ? text : kqbDecoded(bytes);
 }
 
 bool getEscapeStringForURI(KqbString const &text, char *specials, __int64 specialCount,
@@ -154,7 +187,8 @@ bool getEscapeStringForURI(KqbString const &text, char *specials, __int64 specia
 
 bool getUnEscapeStringFromURI(KqbString const &text, KqbString *out) {
     if (out == nullptr) return false;
-    KqbString const source = text;
-    out->setNull();
-    return kqbWithMemory([&] { *out = kqbUnescaped(source); });
+    KqbString result;
+    bool const done = kqbWithMemory([&] { result = kqbUnescaped(text); });
+    *out = static_cast<KqbString &&>(result);
+    return done;
 }

@@ -3,21 +3,41 @@
 
 #include <string_view>
 
+#include "uri/kqurirun_internal.h"
 #include "uri/kquritext_internal.h"
 
 // Which bytes are escaped: some ASCII characters, and those of all multi-byte characters.
 class KqURIEscapes {
 public:
-    constexpr explicit KqURIEscapes(std::string_view specials) : escaped_() {
-        for (char const special : specials) escaped_[index(special)] = true;
-        for (std::size_t i = 0x80; i < sizeof escaped_; ++i) escaped_[i] = true;
+    constexpr explicit KqURIEscapes(std::string_view specials) {
+        for (char const special : specials) add(static_cast<unsigned char>(special));
     }
-    constexpr bool contains(char byte) const { return escaped_[index(byte)]; }
+
+    bool contains(char byte) const {
+        auto const index = static_cast<unsigned char>(byte);
+        return (bits_[index / 64] >> index % 64 & 1) != 0;
+    }
+
+    // Which bytes of a block are escaped.
+    KqURIMarks marks(KqURIBlock const &block) const {
+        KqURIMarks found = kqbMarks(block >= kFirstMultiByte);
+        for (unsigned i = 0; i < count_; ++i) found |= kqbMarks(block == specials_[i]);
+        return found;
+    }
 
 private:
-    static constexpr unsigned char index(char byte) { return static_cast<unsigned char>(byte); }
+    static constexpr unsigned char kFirstMultiByte = 0x80;
 
-    bool escaped_[256];
+    constexpr void add(unsigned char special) {
+        std::uint64_t const bit = std::uint64_t{1} << special % 64;
+        if ((bits_[special / 64] & bit) != 0) return;
+        bits_[special / 64] |= bit;
+        specials_[count_++] = special;
+    }
+
+    std::uint64_t bits_[4] = {0, 0, ~std::uint64_t{0}, ~std::uint64_t{0}};
+    unsigned char specials_[kFirstMultiByte] = {};
+    unsigned count_ = 0;
 };
 
 // What the kinds escape in a component.
@@ -35,9 +55,8 @@ std::size_t kqbAddEscaped(KqURIText &out, std::string_view text, KqURIEscapes co
 void kqbAddComponent(KqURIText &out, KqbString const &component, KqURIEscapes const &escapes);
 void kqbAddComponent(KqURIText &out, std::string_view component, KqURIEscapes const &escapes);
 
-void kqbAddUnescaped(KqURIText &out, std::string_view text);
-
-// The text unescaped: empty, not null, for an empty one.
+// The text unescaped: empty, not null, for an empty one. kqbDecoded is for text that has escapes.
 KqbString kqbUnescaped(std::string_view text);
+KqbString kqbDecoded(std::string_view text);
 // The same; text without escapes is shared.
 KqbString kqbUnescaped(KqbString const &text);

@@ -2,6 +2,7 @@
 
 #include "core/kqbstring_internal.h"
 #include "uri/kquriescape_internal.h"
+#include "uri/kquriscan_internal.h"
 
 namespace {
 
@@ -16,14 +17,6 @@ void splitPath(string_view rest, KqURIParts &parts) {
     string_view const head = rest.substr(0, hash);
     if (question != kNone) parts.query = head.substr(question + 1);
     parts.path = head.substr(0, question);
-}
-
-void fill(KqbString &field, string_view part) {
-    if (!part.empty()) field = kqbStringOf(part);
-}
-
-void fillUnescaped(KqbString &field, string_view part) {
-    if (!part.empty()) field = kqbUnescaped(part);
 }
 
 // Where the leaf of a path begins, or 0.
@@ -51,12 +44,25 @@ KqURIParts kqbSplitURI(string_view text) {
 
 void KqURIFields::parse(KqbString const &source) {
     text = source;
-    KqURIParts const parts = kqbSplitURI(KqbStringAccess::view(source));
-    fill(scheme, parts.scheme);
-    fill(host, parts.host);
-    fillUnescaped(path, parts.path);
-    fillUnescaped(query, parts.query);
-    fillUnescaped(fragment, parts.fragment);
+    string_view const whole = KqbStringAccess::view(source);
+    KqURIParts const parts = kqbSplitURI(whole);
+    kqbAssign(scheme, parts.scheme);
+    kqbAssign(host, parts.host);
+    if (parts.path.data() == nullptr) return;
+    NextPlace percent(whole.substr(static_cast<std::size_t>(parts.path.data() - whole.data())),
+                      '%');
+    auto const fill = [&](KqbString &field, string_view part) {
+        if (part.empty()) return;
+        auto const at = static_cast<std::size_t>(part.data() - parts.path.data());
+        if (percent.from(at) < at + part.size()) {
+            field = kqbDecoded(part);
+        } else {
+            kqbAssign(field, part);
+        }
+    };
+    fill(path, parts.path);
+    fill(query, parts.query);
+    fill(fragment, parts.fragment);
 }
 
 string_view kqbParentPath(string_view path) {

@@ -5,8 +5,10 @@
 #include <utility>
 
 #include "uri/kquriescape_internal.h"
+#include "uri/kquriparts_internal.h"
 #include "uri/kquriquerylist_internal.h"
 #include "uri/kquriresult_internal.h"
+#include "uri/kquriscan_internal.h"
 
 namespace {
 
@@ -14,23 +16,6 @@ using std::string_view;
 
 // Lists up to this size are walked.
 constexpr std::size_t kFewPairs = 16;
-
-// Finds the next place of a byte for searches that only move on, in one pass over the text.
-class NextPlace {
-public:
-    NextPlace(string_view text, char byte) : text_(text), byte_(byte), place_(text.find(byte)) {}
-
-    // The first place at or behind from; npos when there is none.
-    std::size_t from(std::size_t from) {
-        if (place_ < from) place_ = text_.find(byte_, from);
-        return place_;
-    }
-
-private:
-    string_view text_;
-    char byte_;
-    std::size_t place_;
-};
 
 class KqURIQueryHandlerImpl final : public KqURIQueryHandler {
 public:
@@ -47,8 +32,8 @@ public:
     bool getPair(int index, KqbString *key, KqbString *value) override {
         if (index < 0 || static_cast<std::size_t>(index) >= pairs_.size()) return false;
         return kqbWithMemory([&] {
-            KqbString ownKey = pairs_.key(static_cast<std::size_t>(index));
-            KqbString ownValue = pairs_.value(static_cast<std::size_t>(index));
+            KqbString ownKey = kqbStringOf(pairs_.key(static_cast<std::size_t>(index)));
+            KqbString ownValue = kqbStringOf(pairs_.value(static_cast<std::size_t>(index)));
             if (key != nullptr) *key = std::move(ownKey);
             if (value != nullptr) *value = std::move(ownValue);
         });
@@ -76,78 +61,75 @@ private:
 
 }  // namespace
 
-// --- Pieces ---------------------------------------------------------------------------------------
-
-KqURIQueryList::Piece::Piece(KqbString const &text, string_view part, bool hasEscapes)
-    : whole_(hasEscapes ? kqbUnescaped(part) : text), size_(part.size()) {
-    if (hasEscapes) {
-        size_ = KqbStringAccess::view(whole_).size();
-    } else if (!part.empty()) {
-        at_ = static_cast<std::size_t>(part.data() - text.asCstr());
-    }
-}
-
-KqbString KqURIQueryList::Piece::string() const {
-    bool const isWhole = size_ == KqbStringAccess::view(whole_).size();
-    return isWhole ? whole_ : kqbStringOf(view());
-}
-
 // --- The list -------------------------------------------------------------------------------------
 
 void KqURIQueryList::parse(KqbString const &text) {
-    string_view const query = KqbStringAccess::view(text);
+    if (kqbIsAbsent(text)) return;
+    string_view const query = text_.isNull() ? KqbStringAccess::view(text_ = text) : keep(text);
     NextPlace equals(query, '=');
     NextPlace percent(query, '%');
     NextPlace ampersand(query, '&');
-    auto const piece = [&](std::size_t begin, std::size_t end) {
-        return Piece(text, query.substr(begin, end - begin), percent.from(begin) < end);
+    auto const part = [&](std::size_t begin, std::size_t end) {
+        string_view const bytes = query.substr(begin, end - begin);
+        return percent.from(begin) < end ? keep(kqbDecoded(bytes)) : bytes;
     };
     for (std::size_t at = 0; at < query.size();) {
         std::size_t const end = std::min(ampersand.from(at), query.size());
         std::size_t const sign = end > at ? equals.from(at) : string_view::npos;
         if (sign != string_view::npos && sign > at) {
-            Piece key = piece(at, sign);
+            string_view const key = part(at, sign);
             // Where the sign is another part's there is no value in front of this part's end.
-            put(std::move(key), piece(std::min(sign + 1, end), end));
+            put({key, part(std::min(sign + 1, end), end)});
         }
         at = end + 1;
     }
 }
 
 void KqURIQueryList::add(KqbString const &key, KqbString const &value) {
-    put(Piece(key), Piece(value));
-}
-
-void KqURIQueryList::put(Piece key, Piece value) {
-    std::size_t const found = allowDuplicates_ ? kNone : find(key.view());
-    if (found != kNone) {
-        pairs_[found].value = std::move(value);
-    } else {
-        append({std::move(key), std::move(value)});
+    std::size_t const found = allowDuplicates_ ? kNone : find(KqbStringAccess::view(key));
+    if (found != kNone && pairs_[found].valueSlot != kNone) {
+        KqbString &slot = kept_[pairs_[found].valueSlot];
+        slot = value;
+        pairs_[found].value = KqbStringAccess::view(slot);
+        return;
     }
+    string_view const ownKey = found != kNone ? pairs_[found].key : keep(key);
+    string_view const ownValue = keep(value);
+    put({ownKey, ownValue, kept_.size() - 1});
 }
 
-void KqURIQueryList::append(Pair pair) {
-    std::size_t const bytes = pair.key.view().size();
-    if (bytes > kKqbStringMaxBytes - keyBytes_) throw std::bad_alloc();
-    pairs_.push_back(std::move(pair));
+string_view KqURIQueryList::keep(KqbString const &string) {
+    kept_.push_back(KqbString(string));
+    return KqbStringAccess::view(kept_.back());
+}
+
+void KqURIQueryList::put(Pair pair) {
+    std::size_t const found = allowDuplicates_ ? kNone : find(pair.key);
+    if (found == kNone) return append(pair);
+    pairs_[found].value = pair.value;
+    pairs_[found].valueSlot = pair.valueSlot;
+}
+
+void KqURIQueryList::append(Pair const &pair) {
+    if (pair.key.size() > kKqbStringMaxBytes - keyBytes_) throw std::bad_alloc();
+    pairs_.push_back(Pair(pair));
     try {
         enterLast();
     } catch (...) {
         pairs_.pop_back();
         throw;
     }
-    keyBytes_ += bytes;
+    keyBytes_ += pair.key.size();
 }
 
 void KqURIQueryList::enterLast() {
     if (allowDuplicates_ || pairs_.size() <= kFewPairs) return;
     if (!index_.empty()) {
-        index_.emplace(pairs_.back().key.view(), pairs_.size() - 1);
+        index_.emplace(pairs_.back().key, pairs_.size() - 1);
         return;
     }
     std::unordered_map<string_view, std::size_t> index;
-    for (std::size_t i = 0; i < pairs_.size(); ++i) index.emplace(pairs_[i].key.view(), i);
+    for (std::size_t i = 0; i < pairs_.size(); ++i) index.emplace(pairs_[i].key, i);
     index_ = std::move(index);
 }
 
@@ -157,22 +139,22 @@ std::size_t KqURIQueryList::find(string_view key) const {
         return found != index_.end() ? found->second : kNone;
     }
     for (std::size_t i = 0; i < pairs_.size(); ++i) {
-        if (pairs_[i].key.view() == key) return i;
+        if (pairs_[i].key == key) return i;
     }
     return kNone;
 }
 
 KqbString KqURIQueryList::valueOf(string_view key) const {
     std::size_t const found = find(key);
-    return found != kNone ? value(found) : KqbString();
+    return found != kNone ? kqbStringOf(value(found)) : KqbString();
 }
 
 void KqURIQueryList::write(KqURIText &out) const {
     for (std::size_t i = 0; i < pairs_.size(); ++i) {
         if (i > 0) out.add('&');
-        kqbAddComponent(out, pairs_[i].key.view(), kKqURIPairEscapes);
+        kqbAddComponent(out, pairs_[i].key, kKqURIPairEscapes);
         out.add('=');
-        kqbAddComponent(out, pairs_[i].value.view(), kKqURIPairEscapes);
+        kqbAddComponent(out, pairs_[i].value, kKqURIPairEscapes);
     }
 }
 

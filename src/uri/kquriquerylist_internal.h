@@ -21,49 +21,40 @@ public:
     void add(KqbString const &key, KqbString const &value);
 
     std::size_t size() const { return pairs_.size(); }
-    KqbString key(std::size_t at) const { return pairs_[at].key.string(); }
-    KqbString value(std::size_t at) const { return pairs_[at].value.string(); }
+    // Valid until the list changes.
+    std::string_view key(std::size_t at) const { return pairs_[at].key; }
+    std::string_view value(std::size_t at) const { return pairs_[at].value; }
 
-    // The value of the first pair of exactly that key; null when there is none.
+    // The value of the pair of that key; null when there is none.
     KqbString valueOf(std::string_view key) const;
 
     // Adds the query text to out.
     void write(KqURIText &out) const;
 
 private:
-    // Part of a string that it holds, so that reading a query copies only what is escaped.
-    class Piece {
-    public:
-        explicit Piece(KqbString const &whole)
-            : whole_(whole), size_(KqbStringAccess::view(whole).size()) {}
-        // Part of text, at at; unescaped if it has escapes.
-        Piece(KqbString const &text, std::string_view part, bool hasEscapes);
-
-        std::string_view view() const { return KqbStringAccess::view(whole_).substr(at_, size_); }
-        KqbString string() const;
-
-    private:
-        KqbString whole_;
-        std::size_t at_ = 0;
-        std::size_t size_;
-    };
-
-    struct Pair {
-        Piece key;
-        Piece value;
-    };
-
     static constexpr std::size_t kNone = ~std::size_t{0};
 
-    void put(Piece key, Piece value);
-    void append(Pair pair);
-    std::size_t find(std::string_view key) const;
+    // Parts of strings that are kept.
+    struct Pair {
+        std::string_view key;
+        std::string_view value;
+        std::size_t valueSlot = kNone;  // of the string kept for this value alone
+    };
+
+    std::string_view keep(KqbString const &string);
+    void put(Pair pair);
+    void append(Pair const &pair);
     void enterLast();
+    std::size_t find(std::string_view key) const;
 
     bool const allowDuplicates_;
     std::size_t keyBytes_ = 0;
     KqbBlockList<Pair> pairs_;
-    // Of long lists without duplicates. A key never moves nor changes.
+    // The text parsed first; further ones, and what had to be unescaped or was added. Text never
+    // moves in them.
+    KqbString text_;
+    KqbBlockList<KqbString> kept_;
+    // Of long lists without duplicates.
     std::unordered_map<std::string_view, std::size_t> index_;
 };
 

@@ -7,6 +7,11 @@
 #include "config/kqbmemory_internal.h"
 #include "core/kqbstring_internal.h"
 
+// A string of these bytes in place of what was there; null for none. Throws std::bad_alloc.
+inline void kqbAssign(KqbString &string, std::string_view bytes) {
+    if (!bytes.empty() && !KqbStringAccess::assign(string, bytes)) throw std::bad_alloc();
+}
+
 // Gathers pieces on the stack and, once they outgrow it, in a string. Operations throw
 // std::bad_alloc.
 class KqURIText {
@@ -23,7 +28,21 @@ public:
     }
     KqURIText &add(KqbString const &piece) { return add(KqbStringAccess::view(piece)); }
     KqURIText &add(char const *piece) { return add(std::string_view(piece)); }
-    KqURIText &add(char byte) { return add(std::string_view(&byte, 1)); }
+    KqURIText &add(char byte) {
+        char *const at = place(1);
+        *at = byte;
+        end_ = at + 1;
+        return *this;
+    }
+
+    // For loops that write byte by byte: where to write, with room for at least so many bytes (512
+    // at most), and where that room ends; wrote() tells how far they came.
+    char *place(std::size_t bytes) {
+        if (bytes > room()) flush();
+        return end_;
+    }
+    char *limit() { return buffer_ + sizeof buffer_; }
+    void wrote(char *end) { end_ = end; }
 
     // The text so far; valid until something is added.
     std::string_view view() {

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <memory>
 #include <string>
 
@@ -47,37 +46,39 @@ protected:
     // It must fail cleanly, answering false, until it has enough.
     template <class Operation>
     void sweep(Operation const &operation) {
-        long const allocations = sweepAllocations(operation);
+        sweepAllocations(operation);
         unsigned const freeBlocks = freeStrings();
         unsigned blocks = 0;
-        while (!runWith(blocks, allocations, operation)) ASSERT_LT(++blocks, 200U);
+        while (!runWith(blocks, operation)) ASSERT_LT(++blocks, 200U);
         EXPECT_GT(blocks, 0U);
         unsigned const left = freeStrings();
         EXPECT_EQ(left, freeBlocks);
     }
 
-    // The first half. Returns how many allocations the operation needs.
+    // The first half.
     template <class Operation>
-    long sweepAllocations(Operation const &operation) {
+    void sweepAllocations(Operation const &operation) {
         refusesRequests_ = true;
         EXPECT_TRUE(operation());  // with this the pool has its magazines
-        for (long needed = 0;; ++needed) {
-            AllocFaults::failAt(needed + 1);
+        bool hit = true;
+        for (long n = 1; hit; ++n) {
+            AllocFaults::failAt(n);
             bool const succeeded = operation();
             AllocFaults::off();
-            EXPECT_NE(succeeded, AllocFaults::hit()) << needed;
-            if (!AllocFaults::hit()) return needed;
+            hit = AllocFaults::hit();
+            ASSERT_NE(succeeded, hit) << n;
         }
     }
 
 private:
     static unsigned freeStrings() { return PoolFaults(0, {64}).drained(); }
 
-    // An object and a list may be had, but the pool, which takes two at a time, gets no more.
+    // Objects may be had, but the pool gets no more memory.
     template <class Operation>
-    static bool runWith(unsigned blocks, long allocations, Operation const &operation) {
+    static bool runWith(unsigned blocks, Operation const &operation) {
+        constexpr unsigned long kLargestObject = 4096;
         PoolFaults const faults(blocks, {64});
-        AllocFaults::failFrom(std::min(allocations, 2L) + 1);
+        AllocFaults::failAbove(kLargestObject);
         return operation();
     }
 };
