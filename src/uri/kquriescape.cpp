@@ -132,18 +132,12 @@ std::size_t kqbAddEscaped(KqURIText &out, string_view text, KqURIEscapes const &
 
 void kqbAddComponent(KqURIText &out, string_view component, KqURIEscapes const &escapes) {
     auto const marks = [&escapes](KqURIBlock const &block) { return escapes.marks(block); };
-    if (kqbIsUnmarked(component, marks)) {
+    bool const isPlain = kqbIsUnmarked(component, marks);
+    if (isPlain || !np_uchar_valid_n(component.data(), component.size())) {
         out.add(component);
-        return;
-    }
-    if (np_uchar_valid_n(component.data(), component.size())) {
+    } else {
         kqbAddEscaped(out, component, escapes);
-        return;
     }
-    KqURIText escaped;
-    std::size_t const walked = kqbAddEscaped(escaped, component, escapes);
-    bool const succeeded = walked >= np_uchar_length_n(component.data(), component.size());
-    out.add(succeeded ? escaped.view() : component);
 }
 
 void kqbAddComponent(KqURIText &out, KqbString const &component, KqURIEscapes const &escapes) {

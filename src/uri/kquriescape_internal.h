@@ -51,7 +51,7 @@ inline constexpr KqURIEscapes kKqURIPairEscapes{" &=#"};
 // Throws std::bad_alloc, as the others.
 std::size_t kqbAddEscaped(KqURIText &out, std::string_view text, KqURIEscapes const &escapes);
 
-// Adds the component escaped, or as it is where that fails.
+// Adds the component escaped, or as it is where it is ill-formed, so that no byte is lost.
 void kqbAddComponent(KqURIText &out, KqbString const &component, KqURIEscapes const &escapes);
 void kqbAddComponent(KqURIText &out, std::string_view component, KqURIEscapes const &escapes);
 

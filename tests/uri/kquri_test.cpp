@@ -39,6 +39,7 @@ TEST_F(KqURITest, cutsTexts) {
         {"x://h/%2541", "x|h|%41||", "x://h/%41"},
         {"x://h/%zz%4", "x|h|%zz%4||", "x://h/%zz%4"},
         {"x://h/%00a%FF", "x|h|a\xFF||", "x://h/a\xFF"},
+        {"x://h/ %C3%A9%88", "x|h| \xC3\xA9\x88||", "x://h/ \xC3\xA9\x88"},  // no byte is lost
     };
     for (auto const &[text, expected, escaped] : cases) {
         auto const uri = parsed(text);

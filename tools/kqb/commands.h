@@ -11,3 +11,6 @@ void addConfigCommands(CLI::App &tool);
 
 // message: the text of a catalogue message (message_command.cpp).
 void addMessageCommand(CLI::App &tool);
+
+// uri, uri build, escape, unescape: URIs taken apart and built (uri_commands.cpp).
+void addUriCommands(CLI::App &tool);
