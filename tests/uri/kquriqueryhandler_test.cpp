@@ -38,6 +38,7 @@ TEST_F(KqURIQueryHandlerTest, parsesAndComposes) {
         {"&a=1&&b=2&", "[a|1][b|2]", "[a|1][b|2]", "a=1&b=2"},
         {"a==b=c", "[a|=b=c]", "[a|=b=c]", "a=%3Db%3Dc"},
         {"a=", "[a|]", "[a|]", "a="},
+        {"a+b=c", "[a+b|c]", "[a+b|c]", "a+b=c"},
         {"a&b=c", "[a&b|][b|c]", "[a&b|][b|c]", "a%26b=&b=c"},
         {"a&b=c&d=e", "[a&b|][b|c][d|e]", "[a&b|][b|c][d|e]", "a%26b=&b=c&d=e"},
         {"=1&b=c", "[b|c]", "[b|c]", "b=c"},

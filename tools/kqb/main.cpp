@@ -39,7 +39,8 @@ int report(char const *text, ExitCode code) {
 }
 
 int run(int argc, char **argv) {
-    CLI::App tool("Looks into the kqb library: options, configuration files, messages, URIs.", "kqb");
+    CLI::App tool("Looks into the kqb library: options, configuration files, messages, URIs.",
+                  "kqb");
     describe(tool);
     try {
         tool.parse(argc, argv);  // runs the command
