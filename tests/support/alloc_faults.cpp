@@ -7,12 +7,14 @@ namespace {
 
 struct Countdown {
     long left = 0;  // 0: nothing fails
+    std::size_t above = ~std::size_t{0};
     bool repeat = false;
     bool hit = false;
 };
 thread_local Countdown countdown;
 
-bool refused() {
+bool refused(std::size_t size) {
+    if (size > countdown.above) return countdown.hit = true;
     if (countdown.left == 0 || --countdown.left != 0) return false;
     countdown.hit = true;
     if (countdown.repeat) countdown.left = 1;
@@ -20,12 +22,12 @@ bool refused() {
 }
 
 [[maybe_unused]] void *allocate(std::size_t size) noexcept {
-    return refused() ? nullptr : std::malloc(size | 1);
+    return refused(size) ? nullptr : std::malloc(size | 1);
 }
 
 [[maybe_unused]] void *allocate(std::size_t size, std::align_val_t alignment) noexcept {
     auto const step = static_cast<std::size_t>(alignment);
-    return refused() ? nullptr : std::aligned_alloc(step, (size + step) / step * step);
+    return refused(size) ? nullptr : std::aligned_alloc(step, (size + step) / step * step);
 }
 
 [[maybe_unused]] void *orThrow(void *memory) {
@@ -73,7 +75,8 @@ void operator delete(void *memory, Align, Nothrow const &) noexcept { std::free(
 void operator delete[](void *memory, Align, Nothrow const &) noexcept { std::free(memory); }
 #endif
 
-void AllocFaults::failAt(long n) { countdown = {n, false, false}; }
-void AllocFaults::failFrom(long n) { countdown = {n, true, false}; }
-void AllocFaults::off() { countdown.left = 0; }
+void AllocFaults::failAt(long n) { countdown = {n, ~std::size_t{0}, false, false}; }
+void AllocFaults::failFrom(long n) { countdown = {n, ~std::size_t{0}, true, false}; }
+void AllocFaults::failAbove(unsigned long bytes) { countdown = {0, bytes, false, false}; }
+void AllocFaults::off() { countdown = {0, ~std::size_t{0}, false, countdown.hit}; }
 bool AllocFaults::hit() { return countdown.hit; }

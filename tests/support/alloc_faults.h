@@ -11,9 +11,11 @@ public:
     static void failAt(long n);
     // Refuses the nth allocation and all behind it.
     static void failFrom(long n);
+    // Refuses allocations of more than so many bytes.
+    static void failAbove(unsigned long bytes);
     static void off();
 
-    // Whether one was refused since failAt or failFrom, also after off(). A loop over n ends when
+    // Whether one was refused since one of these, also after off(). A loop over n ends when
     // none was.
     static bool hit();
 };

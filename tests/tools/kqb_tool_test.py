@@ -53,7 +53,7 @@ class UsageTest(ToolTest):
             self.check("", *arguments, code=USAGE)
 
     def test_help_lists_exit_codes(self):
-        for command in "", "options", "option", "config", "config set", "message", "decimal", "type":
+        for command in "", "options", "option", "config", "config set", "message", "decimal", "type", "uri":
             result = run(*command.split(), "--help")
             self.assertEqual(OK, result.returncode)
             self.assertIn(b"Exit codes:", result.stdout)
@@ -234,6 +234,57 @@ class TypeTest(ToolTest):
             self.check("", "type", name, code=NOT_FOUND)
         result = run("type", "Date (DMY)", "--json")
         self.assertEqual({"code": 5, "name": "Date", "dateOrder": 1}, json.loads(result.stdout))
+
+
+class UriTest(ToolTest):
+    def uri(self, *arguments):
+        result = run("uri", *arguments, "--json")
+        self.assertEqual(OK, result.returncode, result.stderr)
+        return json.loads(result.stdout)
+
+    def test_kinds(self):
+        for text, kind, path in (
+            ("ftp://h/a%20b?x%3Fy=1#z", "generic", "\\\\h\\a b"),
+            ("kqd://Sales/dbo/Orders/x", "data", "\\\\Sales.ODBC\\dbo\\Orders\\\\"),
+            ("kqr://repo1/Jobs/Load(Job)", "repository", "\\\\repo1\\Jobs\\Load"),
+            ("rzsref://srv/a?ObjectType=Job", "reference", "\\\\srv\\a"),
+            ("hadoop:///user/x?k=v", "hadoop", "user\\x"),
+        ):
+            shown = self.uri(text)
+            self.assertEqual((kind, path, text), (shown["kind"], shown["nativePath"], shown["text"]))
+
+    def test_components_as_lines(self):
+        self.check(
+            "kind: reference\nobjectType: Job\nserviceType: \nleaf: b\n"
+            "hostless: rzsref:///a/b?ObjectType=Job&k=\nscheme: rzsref\nhost: srv\npath: a/b\n"
+            "query: ObjectType=Job&k=\nfragment: \npair: ObjectType=Job\npair: k=\n"
+            "text: rzsref://srv/a/b?ObjectType=Job&k=\n"
+            "escaped: rzsref://srv/a/b?ObjectType=Job&k=\nnativePath: \\\\srv\\a\\b\n",
+            "uri", "rzsref://srv/a/b?ObjectType=Job&k=",
+        )
+
+    def test_build(self):
+        for arguments, text in (
+            (["generic", "s", "h", "a\\b", "q", "f"], "s://h/a/b"),
+            (["data", "kqd", "", "Sales", "ODBC", "dbo"], "kqd://Sales.ODBC/dbo/"),
+            (["data", "kqf", "[a,b]"], "kqf://[a,b]./"),
+            (["repository", "r", "Jobs/Load", "Job"], "kqr://r/Jobs/Load(Job)"),
+            (["reference", "srv", "a"], "rzsref://srv/a"),
+            (["hadoop", "a/b"], "hadoop:///a/b"),
+        ):
+            self.assertEqual(text, self.uri("build", *arguments)["text"])
+
+    def test_escapes(self):
+        self.check("a%20b%3Fc%C3%A9&\n", "uri", "escape", "a b?cé&")
+        self.check("a b%26\n", "uri", "escape", "a b&", "--specials", "&")
+        self.check("aA%zz\n", "uri", "unescape", "a%41%00%zz")
+
+    def test_refusals(self):
+        self.check("", "uri", "kqr:/x", code=FAILURE)
+        self.check("", "uri", "hadoop:///a?b", code=FAILURE)
+        self.check("", "uri", "escape", b"a\xff", code=FAILURE)
+        for arguments in ([], ["build"], ["build", "nothing"], ["escape"], ["a", "b"]):
+            self.check("", "uri", *arguments, code=USAGE)
 
 
 if __name__ == "__main__":

@@ -17,3 +17,5 @@ void addDecimalCommand(CLI::App &tool);
 
 // type: a value type by its name (type_command.cpp).
 void addTypeCommand(CLI::App &tool);
+// uri, uri build, escape, unescape: URIs taken apart and built (uri_commands.cpp).
+void addUriCommands(CLI::App &tool);

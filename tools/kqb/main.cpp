@@ -31,6 +31,7 @@ void describe(CLI::App &tool) {
     addMessageCommand(tool);
     addDecimalCommand(tool);
     addTypeCommand(tool);
+    addUriCommands(tool);
 }
 
 int report(char const *text, ExitCode code) {
@@ -41,7 +42,7 @@ int report(char const *text, ExitCode code) {
 
 int run(int argc, char **argv) {
     CLI::App tool(
-        "Looks into the kqb library: options, configuration files, messages, decimals, types.",
+        "Looks into the kqb library: options, configuration files, messages, URIs, decimals, types.",
         "kqb");
     describe(tool);
     try {

@@ -1,4 +1,4 @@
-// Uses the installed package as a newcomer would: every header, one value, one option.
+// Uses the installed package as a newcomer would: every header, one value, one option, one URI.
 #include <kqb/kqb.h>
 
 #include <cstdio>
@@ -18,7 +18,10 @@ int main(int, char **arguments) {
         KqbString home;
         bool const found = kqbGetConfigOptions(KqbString())->getOption("KQEXEC_HOME", &home, false);
         KqbString const copy = home;
-        if (found && copy.compare(arguments[1]) == 0 &&
+        KqURI *const uri = getURIFromURIString("kqr://repo1/Jobs/Load(Job)");
+        bool const isJob = uri != nullptr && uri->asReposURI()->getType().compare("Job") == 0;
+        if (uri != nullptr) uri->release();
+        if (found && isJob && copy.compare(arguments[1]) == 0 &&
             KqbDate(2017, 5, 5, 9, 3, 7).getWeekDay() == 5) {
             result = 0;
         }
