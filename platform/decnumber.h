@@ -25,6 +25,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "platform/decsext.h"
+
 // --- Contexts ---------------------------------------------------------------------------------
 
 enum rounding : int {
@@ -97,10 +99,6 @@ enum {
     DECSEXT_Emin = -98303,
     DECSEXT_Bias = 98354,
     DECSEXT_String = 72,  // bytes that the longest text takes, with its NUL
-};
-
-struct decSext {
-    std::uint64_t words[3];  // least significant first
 };
 
 // Constants. The NaN is the canonical quiet one: positive, without payload.
