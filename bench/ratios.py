@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Runs the benchmark programs of a folder and prints how the library fares against its peers.
 
-Usage: ratios.py FOLDER [NAME...]     NAME: mempool, string, format, date, configfile, options,
-                                      lifecycle; all of them when none is given
+Usage: ratios.py FOLDER [NAME...]     NAME: mempool, string, format, date, decimal, configfile,
+                                      options, lifecycle; all of them when none is given
 
 Every row is named "work/who". The ratio is the peer's median time over the library's, of several
 repetitions taken in random order in one process: above 1 the library is faster.
@@ -37,6 +37,14 @@ REACH = [
     (r"date from", "GDateTime", 2.4),
     (r"compose a date", "Hinnant date", 0.9),
     (r"date to", "strftime", 2.0),
+    (r"decimal add, full", "cpp_dec_float", 0.8),
+    (r"decimal multiply, money", "cpp_dec_float", 5.0),
+    (r"decimal multiply, middle", "cpp_dec_float", 4.0),
+    (r"decimal multiply, full", "cpp_dec_float", 1.8),
+    (r"decimal divide", "cpp_dec_float", 6.0),
+    (r"decimal parse, full", "cpp_dec_float", 4.0),
+    (r"decimal to text, full", "cpp_dec_float", 7.0),
+    (r"decimal compare", "cpp_dec_float", 0.7),
     (r"configuration file: read", "GKeyFile", 3.0),
     (r"configuration file: write", "GKeyFile", 2.0),
     (r"option look-up, 1", "map+shared_mutex", 2.5),
@@ -44,7 +52,7 @@ REACH = [
     (r"initialise", "poco", 1.8),
 ]
 
-PROGRAMS = ["mempool", "string", "format", "date", "configfile", "options", "lifecycle"]
+PROGRAMS = ["mempool", "string", "format", "date", "decimal", "configfile", "options", "lifecycle"]
 
 # Rows with two threads get a process of their own: one that ever had a second thread keeps paying
 # for it in the rows with one.
