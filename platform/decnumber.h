@@ -80,7 +80,12 @@ enum { DEC_INIT_DECIMAL192 = 192 };
 // Sets a context up for a kind and returns it: for 192, 52 digits, emax 98304, emin -98303,
 // half-even, no traps, no status, clamp 1. Any other kind gives the same with
 // DEC_Invalid_context in its status.
-decContext *decContextDefault(decContext *context, std::int32_t kind);
+inline decContext *decContextDefault(decContext *context, std::int32_t kind) {
+    std::uint32_t const status =
+        kind == DEC_INIT_DECIMAL192 ? 0u : std::uint32_t{DEC_Invalid_context};
+    *context = {52, 98304, -98303, DEC_ROUND_HALF_EVEN, 0, status, 1};
+    return context;
+}
 rounding decContextGetRounding(decContext const *context);
 decContext *decContextSetRounding(decContext *context, rounding round);
 std::uint32_t decContextGetStatus(decContext const *context);
@@ -205,6 +210,9 @@ decSext *decSextToIntegralValue(decSext *result, decSext const *value, decContex
                                 rounding round);
 // -1, 0 or 1 as a decimal; NaN when one of the two is.
 decSext *decSextCompare(decSext *result, decSext const *left, decSext const *right, decContext *);
+// The same as an integer, and quicker; unordered when one of the two is NaN, of either kind.
+enum { DECSEXT_Unordered = 2 };
+int decSextOrder(decSext const *left, decSext const *right);
 
 // --- General numbers --------------------------------------------------------------------------
 

@@ -3,66 +3,15 @@
 namespace decnumber {
 namespace {
 
-// Of two numbers that are in order, the one with the larger exponent first.
-struct Aligned {
-    Words3 high;
-    Words3 low;
-    std::int64_t exponent;
-    Rest rest = Rest::none;  // of the low one
-    bool isRounded = false;
-};
-
-bool fits(Words3 const &a, std::int64_t power) {
-    if (power >= kDigits) return false;
-    return bitLength(a) + bitLength(kPowers[power]) <= kCoefficientBits ||
-           digitsOf(a) + power <= kDigits;
-}
-
-// The high one is brought to `digits` digits, and what the low one has below them becomes a rest.
-Aligned alignTo(Finite const &high, Finite const &low, int digits) {
-    int const raised = digits - digitsOf(high.coefficient);
-    std::int64_t const dropped = high.exponent - low.exponent - raised;
-    Aligned result = {scaledUp(high.coefficient, raised), low.coefficient, high.exponent - raised};
-    if (dropped <= 0) return result;
-    result.low = dropAnyDigits(low.coefficient, dropped, result.rest);
-    result.isRounded = true;
-    return result;
-}
-
-Aligned align(Finite const &high, Finite const &low) {
-    std::int64_t const gap = high.exponent - low.exponent;
-    if (isZero(high.coefficient)) return {{}, low.coefficient, low.exponent};
-    if (!fits(high.coefficient, gap)) return alignTo(high, low, kDigits);
-    return {scaledUp(high.coefficient, static_cast<int>(gap)), low.coefficient, low.exponent};
-}
-
-decSext *finishSum(decSext *result, bool isNegative, Aligned const &sum, decContext *context) {
-    if (!sum.isRounded) [[likely]] {
-        return finishExact(result, isNegative, sum.exponent, sum.high, context);
-    }
-    return finishRounded(result, {sum.high, sum.exponent, isNegative}, sum.rest, true, context);
-}
-
-decSext *addMagnitudes(decSext *result, bool isNegative, Aligned &sum, decContext *context) {
-    add(sum.high, sum.low);
-    if (!isLess(sum.high, kCoefficientLimit)) {
-        Rest rest;
-        sum.high = dropDigits(sum.high, 1, rest);
-        sum.rest = joined(rest, sum.rest);
-        ++sum.exponent;
-        sum.isRounded = true;
-    }
-    return finishSum(result, isNegative, sum, context);
-}
-
-// high - low, a rest of low taken into account. False when high is the smaller.
-bool subtractLow(Aligned &sum) {
-    Word borrow = subtract(sum.high, sum.low);
-    if (sum.rest != Rest::none) {
-        borrow |= subtractSmall(sum.high, 1);
-        sum.rest = complement(sum.rest);
-    }
-    return !borrow;
+// Sums are built in one go, whatever the signs: what is subtracted is added as its complement.
+// high + low, or high - low where `isOther`; false when high is the smaller. `rest` of the low one
+// was dropped, and becomes what the sum lacks.
+inline bool addLow(Words3 &high, Words3 const &low, bool isOther, Rest &rest) {
+    Word const mask = 0 - Word{isOther};
+    Word carry = isOther && rest == Rest::none;
+    eachWord<3>([&](int i) { high[i] = addWithCarry(high[i], low[i] ^ mask, carry); });
+    if (isOther) rest = complement(rest);
+    return !isOther || carry;
 }
 
 void negate(Words3 &a) {
@@ -71,32 +20,84 @@ void negate(Words3 &a) {
     a = negated;
 }
 
-decSext *subtractMagnitudes(decSext *result, Finite const &high, Finite const &low,
-                            decContext *context) {
-    Aligned sum = align(high, low);
-    bool isNegative = high.isNegative;
-    if (sum.isRounded) {
-        subtractLow(sum);
-        // The leading digit is lost: one more has to take its place. It cannot be two unless the
-        // low one is moved by one digit only, when the other digit is all there is.
-        if (isLess(sum.high, kPowers[kDigits - 1])) {
-            sum = alignTo(high, low, kDigits + 1);
-            subtractLow(sum);
-        }
-    } else if (!subtractLow(sum)) {
-        negate(sum.high);
-        isNegative = !isNegative;
+// A sum of 52 digits, or 53.
+inline decSext *finishCarried(decSext *result, Sign sign, std::int64_t exponent, Kept const &sum,
+                              decContext *context) {
+    if (isLess(sum.coefficient, kCoefficientLimit)) {
+        return finishRounded(result, sign, exponent, sum, context);
     }
-    if (isZero(sum.high) && sum.rest == Rest::none) isNegative = context->round == DEC_ROUND_FLOOR;
-    return finishSum(result, isNegative, sum, context);
+    Kept const kept = dropDigits(sum.coefficient, 1);
+    return finishRounded(result, sign, exponent + 1,
+                         {kept.coefficient, joined(kept.rest, sum.rest)}, context);
+}
+
+// high, brought to its exponent less `raised`, and what low has above that exponent.
+inline Kept addCut(Finite const &high, Finite const &low, std::int64_t raised) {
+    Words3 sum = scaledUp(high.coefficient, raised);
+    std::int64_t const dropped = high.exponent - low.exponent - raised;
+    Kept cut = dropped > kDigits ? dropAnyDigits(low.coefficient, dropped)
+                                 : dropDigits(low.coefficient, dropped);
+    addLow(sum, cut.coefficient, high.sign != low.sign, cut.rest);
+    return {sum, cut.rest};
+}
+
+// The leading digit is lost: one more takes its place. It cannot be two unless the low one was cut
+// by one digit only, when that digit is all there is.
+[[gnu::noinline]] decSext *addCancelled(decSext *result, Finite const &high, Finite const &low,
+                                        std::int64_t raised, decContext *context) {
+    std::int64_t const exponent = high.exponent - raised;
+    if (exponent > low.exponent) {
+        return finishRounded(result, high.sign, exponent, addCut(high, low, raised), context);
+    }
+    Words3 sum = scaledUp(high.coefficient, raised);
+    subtract(sum, low.coefficient);
+    return finishExact(result, high.sign, exponent, sum, context);
+}
+
+// A sum that needs more digits than there are.
+inline decSext *addRounded(decSext *result, Finite const &high, Finite const &low,
+                           std::int64_t raised, decContext *context) {
+    Kept const sum = addCut(high, low, raised);
+    if (isLess(sum.coefficient, kPowers[kDigits - 1])) [[unlikely]] {
+        return addCancelled(result, high, low, raised + 1, context);
+    }
+    return finishCarried(result, high.sign, high.exponent - raised, sum, context);
+}
+
+// The low one, of which there is nothing to cut, and the high one brought to its exponent.
+inline decSext *addExact(decSext *result, Finite const &high, Finite const &low,
+                         std::int64_t raised, decContext *context) {
+    Words3 sum = scaledUp(high.coefficient, raised);
+    bool const isOther = high.sign != low.sign;
+    Sign sign = high.sign;
+    Rest rest = Rest::none;
+    if (!addLow(sum, low.coefficient, isOther, rest)) {
+        negate(sum);
+        sign = low.sign;
+    }
+    if (isOther && isZero(sum)) sign = signOf(context->round == DEC_ROUND_FLOOR);
+    if (isLess(sum, kCoefficientLimit)) [[likely]] {
+        return finishExact(result, sign, low.exponent, sum, context);
+    }
+    return finishCarried(result, sign, low.exponent, {sum, Rest::none}, context);
+}
+
+inline decSext *addInOrder(decSext *result, Finite const &high, Finite const &low,
+                           decContext *context) {
+    std::int64_t const gap = high.exponent - low.exponent;
+    if (gap == 0) return addExact(result, high, low, 0, context);
+    std::int64_t const raised = kDigits - digitsOf(high.coefficient);
+    if (gap <= raised) return addExact(result, high, low, gap, context);
+    if (isZero(high.coefficient)) return addExact(result, high, low, 0, context);
+    return addRounded(result, high, low, raised, context);
 }
 
 // Infinities and NaN.
-decSext *addSpecial(decSext *result, decSext const *left, decSext const *right, bool isSubtracted,
+decSext *addSpecial(decSext *result, decSext const *left, decSext const *right, Sign factor,
                     decContext *context) {
     if (passNaN(result, {left, right}, context)) return result;
-    bool const leftSign = isNegative(*left);
-    bool const rightSign = isNegative(*right) != isSubtracted;
+    Sign const leftSign = signOf(*left);
+    Sign const rightSign = signOf(*right) * factor;
     if (isFinite(*left)) return setInfinity(result, rightSign);
     if (!isFinite(*right) && leftSign != rightSign) {
         return setInvalid(result, context, DEC_Invalid_operation);
@@ -104,36 +105,33 @@ decSext *addSpecial(decSext *result, decSext const *left, decSext const *right, 
     return setInfinity(result, leftSign);
 }
 
-decSext *addOrSubtract(decSext *result, decSext const *left, decSext const *right,
-                       bool isSubtracted, decContext *context) {
+decSext *addOrSubtract(decSext *result, decSext const *left, decSext const *right, Sign factor,
+                       decContext *context) {
     Finite a, b;
     if (!unpack(*left, a) || !unpack(*right, b)) [[unlikely]] {
-        return addSpecial(result, left, right, isSubtracted, context);
+        return addSpecial(result, left, right, factor, context);
     }
-    b.isNegative ^= isSubtracted;
+    b.sign = b.sign * factor;
     return addFinite(result, a, b, context);
 }
 
-// 0 + value or 0 - value.
-decSext *withSign(decSext *result, decSext const *value, bool isNegated, decContext *context) {
+// 0 + value or 0 - value; a NaN keeps its sign.
+decSext *withFactor(decSext *result, decSext const *value, Sign factor, decContext *context) {
     Finite parts;
     if (!unpack(*value, parts)) {
         if (passNaN(result, {value}, context)) return result;
-        return setInfinity(result, isNegative(*value) != isNegated);
+        return setInfinity(result, signOf(*value) * factor);
     }
-    parts.isNegative ^= isNegated;
-    if (isZero(parts.coefficient) && context->round != DEC_ROUND_FLOOR) parts.isNegative = false;
-    return finishExact(result, parts.isNegative, parts.exponent, parts.coefficient, context);
+    parts.sign = parts.sign * factor;
+    if (isZero(parts.coefficient) && context->round != DEC_ROUND_FLOOR) parts.sign = Sign::plus;
+    return finishExact(result, parts.sign, parts.exponent, parts.coefficient, context);
 }
 
 }  // namespace
 
 decSext *addFinite(decSext *result, Finite const &a, Finite const &b, decContext *context) {
-    Finite const &high = a.exponent < b.exponent ? b : a;
-    Finite const &low = a.exponent < b.exponent ? a : b;
-    if (a.isNegative != b.isNegative) return subtractMagnitudes(result, high, low, context);
-    Aligned sum = align(high, low);
-    return addMagnitudes(result, a.isNegative, sum, context);
+    return a.exponent < b.exponent ? addInOrder(result, b, a, context)
+                                   : addInOrder(result, a, b, context);
 }
 
 }  // namespace decnumber
@@ -142,22 +140,22 @@ using namespace decnumber;
 
 decSext *decSextAdd(decSext *result, decSext const *left, decSext const *right,
                     decContext *context) {
-    return addOrSubtract(result, left, right, false, context);
+    return addOrSubtract(result, left, right, Sign::plus, context);
 }
 
 decSext *decSextSubtract(decSext *result, decSext const *left, decSext const *right,
                          decContext *context) {
-    return addOrSubtract(result, left, right, true, context);
+    return addOrSubtract(result, left, right, Sign::minus, context);
 }
 
 decSext *decSextMinus(decSext *result, decSext const *value, decContext *context) {
-    return withSign(result, value, true, context);
+    return withFactor(result, value, Sign::minus, context);
 }
 
 decSext *decSextPlus(decSext *result, decSext const *value, decContext *context) {
-    return withSign(result, value, false, context);
+    return withFactor(result, value, Sign::plus, context);
 }
 
 decSext *decSextAbs(decSext *result, decSext const *value, decContext *context) {
-    return withSign(result, value, isNegative(*value) && !decSextIsNaN(value), context);
+    return withFactor(result, value, signOf(*value), context);
 }

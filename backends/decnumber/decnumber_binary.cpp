@@ -19,11 +19,11 @@ bool toMagnitude(Finite const &parts, rounding round, Word most, Word &magnitude
     std::int64_t const power = parts.exponent - DECSEXT_Bias;
     if (power > 0 && !isZero(whole)) {
         if (power > kWordDigits || whole[1] || whole[2]) return false;
-        whole = scaledUp(whole, static_cast<int>(power));
+        whole = scaledUp(whole, power);
     } else if (power < 0) {
-        Rest rest;
-        whole = dropAnyDigits(whole, -power, rest);
-        if (isRoundedUp(round, parts.isNegative, whole, rest)) addSmall(whole, 1);
+        Kept const kept = dropAnyDigits(whole, -power);
+        whole = kept.coefficient;
+        if (isRoundedUp(round, parts.sign, whole, kept.rest)) addSmall(whole, 1);
     }
     magnitude = whole[0];
     return !whole[1] && !whole[2] && magnitude <= most;
@@ -39,11 +39,11 @@ Word toWord(decSext const *value, decContext *context, rounding round, Word most
         return 0;
     }
     if (!unpack(*value, parts) ||
-        !toMagnitude(parts, round, parts.isNegative ? mostNegative : most, magnitude)) {
+        !toMagnitude(parts, round, isMinus(parts.sign) ? mostNegative : most, magnitude)) {
         context->status |= DEC_Invalid_operation;
         return 0;
     }
-    return parts.isNegative ? 0 - magnitude : magnitude;
+    return isMinus(parts.sign) ? 0 - magnitude : magnitude;
 }
 
 // --- Doubles ----------------------------------------------------------------------------------
@@ -67,21 +67,13 @@ decSext *fromShortest(decSext *result, double value) {
     int exponent = 0;
     std::from_chars(mark + (mark[1] == '+' ? 2 : 1), end, exponent);
     int const fraction = static_cast<int>(std::max<std::ptrdiff_t>(mark - text - 2, 0));
-    return pack(result, value < 0, DECSEXT_Bias + exponent - fraction, {{digits, 0, 0}});
+    return pack(result, signOf(value < 0), DECSEXT_Bias + exponent - fraction, {{digits, 0, 0}});
 }
 
 // Whether 5^power divides the coefficient, and what it leaves then.
 bool divideByFives(Words3 &a, std::int64_t power) {
     for (; power > 0; --power) {
-        Words3 quotient = a;
-        Word rest = 0;
-        for (int i = 2; i >= 0; --i) {
-            Wide const n = wide(rest, quotient[i]);
-            quotient[i] = lowWord(n / 5);
-            rest = lowWord(n % 5);
-        }
-        if (rest) return false;
-        a = quotient;
+        if (divideSmall(a, 5)) return false;
     }
     return true;
 }
@@ -103,7 +95,7 @@ bool isDouble(Finite const &parts) {
 double magnitudeFromText(Finite const &parts) {
     decSext magnitude;
     char text[DECSEXT_String];
-    pack(&magnitude, false, parts.exponent, parts.coefficient);
+    pack(&magnitude, Sign::plus, parts.exponent, parts.coefficient);
     decSextToString(&magnitude, text);
     double value = 0;
     char const *const end = std::find(text, text + sizeof text, '\0');
@@ -137,11 +129,11 @@ using namespace decnumber;
 
 decSext *decSextFromInt64(decSext *result, std::int64_t value) {
     auto const bits = static_cast<Word>(value);
-    return pack(result, value < 0, DECSEXT_Bias, {{value < 0 ? 0 - bits : bits, 0, 0}});
+    return pack(result, signOf(value < 0), DECSEXT_Bias, {{value < 0 ? 0 - bits : bits, 0, 0}});
 }
 
 decSext *decSextFromUInt64(decSext *result, std::uint64_t value) {
-    return pack(result, false, DECSEXT_Bias, {{value, 0, 0}});
+    return pack(result, Sign::plus, DECSEXT_Bias, {{value, 0, 0}});
 }
 
 std::int64_t decSextToInt64(decSext const *value, decContext *context, rounding round) {
@@ -160,13 +152,13 @@ std::uint32_t decSextToUInt32(decSext const *value, decContext *context, roundin
 
 decSext *decSextFromDouble(decSext *result, double value, decContext *) {
     if (std::isnan(value)) return decSextNaN(result);
-    if (std::isinf(value)) return setInfinity(result, value < 0);
+    if (std::isinf(value)) return setInfinity(result, signOf(value < 0));
     // A small whole number is its own digits.
     double const magnitude = std::fabs(value);
     if (magnitude < static_cast<double>(kDoubleLimit)) {
         auto const whole = static_cast<Word>(magnitude);
         if (static_cast<double>(whole) == magnitude) {
-            return pack(result, std::signbit(value), DECSEXT_Bias, {{whole, 0, 0}});
+            return pack(result, signOf(std::signbit(value)), DECSEXT_Bias, {{whole, 0, 0}});
         }
     }
     return fromShortest(result, value);
@@ -175,9 +167,9 @@ decSext *decSextFromDouble(decSext *result, double value, decContext *) {
 double decSextToDouble(decSext const *value, decContext *context) {
     Finite parts;
     if (!unpack(*value, parts)) return specialToDouble(value, context);
-    if (isZero(parts.coefficient)) return parts.isNegative ? -0.0 : 0.0;
+    if (isZero(parts.coefficient)) return isMinus(parts.sign) ? -0.0 : 0.0;
     double const magnitude = toMagnitude(parts);
     if (std::isinf(magnitude)) context->status |= DEC_Overflow;
     if (!isDouble(parts)) context->status |= DEC_Inexact;
-    return parts.isNegative ? -magnitude : magnitude;
+    return isMinus(parts.sign) ? -magnitude : magnitude;
 }

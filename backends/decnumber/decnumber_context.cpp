@@ -27,12 +27,6 @@ constexpr StatusName kStatusNames[] = {
 
 }  // namespace
 
-decContext *decContextDefault(decContext *context, std::int32_t kind) {
-    *context = {DECSEXT_Pmax, DECSEXT_Emax, DECSEXT_Emin, DEC_ROUND_HALF_EVEN, 0, 0, 1};
-    if (kind != DEC_INIT_DECIMAL192) context->status = DEC_Invalid_context;
-    return context;
-}
-
 rounding decContextGetRounding(decContext const *context) { return context->round; }
 
 decContext *decContextSetRounding(decContext *context, rounding round) {

@@ -26,14 +26,7 @@ constexpr FiveTest fiveTest(int power) {
         inverse = multiplyInto<3>(inverse, correction);
     }
     Words3 most = {{~Word{0}, ~Word{0}, ~Word{0}}};
-    for (int i = 0; i < power; ++i) {
-        Wide rest = 0;
-        for (int j = 2; j >= 0; --j) {
-            rest = wide(lowWord(rest), most[j]);
-            most[j] = lowWord(rest / 5);
-            rest %= 5;
-        }
-    }
+    for (int i = 0; i < power; ++i) divideSmall(most, 5);
     return {power, inverse, most};
 }
 
@@ -51,10 +44,10 @@ bool divideByTens(Words3 &a, FiveTest const &five) {
 bool isMultipleOfFive(Words3 const &a) { return (a[0] % 5 + a[1] % 5 + a[2] % 5) % 5 == 0; }
 
 Rest takeDigits(Finite &value, std::int64_t count, Rest earlier) {
-    Rest rest;
-    value.coefficient = dropAnyDigits(value.coefficient, count, rest);
+    Kept const kept = dropAnyDigits(value.coefficient, count);
+    value.coefficient = kept.coefficient;
     value.exponent += count;
-    return joined(rest, earlier);
+    return joined(kept.rest, earlier);
 }
 
 void roundUp(Finite &value) {
@@ -64,7 +57,7 @@ void roundUp(Finite &value) {
     ++value.exponent;
 }
 
-decSext *overflowed(decSext *result, bool isNegative, decContext *context) {
+decSext *overflowed(decSext *result, Sign sign, decContext *context) {
     context->status |= DEC_Overflow | DEC_Inexact | DEC_Rounded;
     bool isInfinite = true;
     switch (context->round) {
@@ -73,37 +66,36 @@ decSext *overflowed(decSext *result, bool isNegative, decContext *context) {
             isInfinite = false;
             break;
         case DEC_ROUND_CEILING:
-            isInfinite = !isNegative;
+            isInfinite = !isMinus(sign);
             break;
         case DEC_ROUND_FLOOR:
-            isInfinite = isNegative;
+            isInfinite = isMinus(sign);
             break;
         default:
             break;
     }
-    if (isInfinite) return setInfinity(result, isNegative);
+    if (isInfinite) return setInfinity(result, sign);
     Words3 largest = kCoefficientLimit;
     subtractSmall(largest, 1);
-    return pack(result, isNegative, kMaxExponent, largest);
+    return pack(result, sign, kMaxExponent, largest);
 }
 
 decSext *packZero(decSext *result, Finite const &value, decContext *context) {
     std::int64_t const exponent = std::clamp<std::int64_t>(value.exponent, 0, kMaxExponent);
     if (exponent != value.exponent) context->status |= DEC_Clamped;
-    return pack(result, value.isNegative, exponent, {});
+    return pack(result, value.sign, exponent, {});
 }
 
 decSext *packInRange(decSext *result, Finite const &value, decContext *context) {
     if (value.exponent <= kMaxExponent) {
-        return pack(result, value.isNegative, value.exponent, value.coefficient);
+        return pack(result, value.sign, value.exponent, value.coefficient);
     }
     std::int64_t const excess = value.exponent - kMaxExponent;
     if (excess + digitsOf(value.coefficient) > kDigits) {
-        return overflowed(result, value.isNegative, context);
+        return overflowed(result, value.sign, context);
     }
     context->status |= DEC_Clamped;
-    return pack(result, value.isNegative, kMaxExponent,
-                scaledUp(value.coefficient, static_cast<int>(excess)));
+    return pack(result, value.sign, kMaxExponent, scaledUp(value.coefficient, excess));
 }
 
 }  // namespace
@@ -131,8 +123,8 @@ Finite partsOf(decSext const &value) {
 
 // --- Infinities and NaN -----------------------------------------------------------------------
 
-decSext *setInfinity(decSext *result, bool isNegative) {
-    *result = {{0, 0, kInfinity | Word{isNegative} << 63}};
+decSext *setInfinity(decSext *result, Sign sign) {
+    *result = {{0, 0, kInfinity | static_cast<Word>(sign)}};
     return result;
 }
 
@@ -146,9 +138,9 @@ Words3 payloadOf(decSext const &value) {
     return isLess(payload, kPowers[kPayloadDigits]) ? payload : Words3{};
 }
 
-decSext *setNaN(decSext *result, bool isNegative, bool isSignaling, Words3 const &payload) {
+decSext *setNaN(decSext *result, Sign sign, bool isSignaling, Words3 const &payload) {
     Word const kind = isSignaling ? kSignaling : kNaN;
-    *result = {{payload[0], payload[1], kind | Word{isNegative} << 63 | payload[2]}};
+    *result = {{payload[0], payload[1], kind | static_cast<Word>(sign) | payload[2]}};
     return result;
 }
 
@@ -165,35 +157,27 @@ bool passNaN(decSext *result, std::initializer_list<decSext const *> operands,
         if (kind == Kind::quiet && !first) first = operand;
     }
     if (!first) return false;
-    setNaN(result, isNegative(*first), false, payloadOf(*first));
+    setNaN(result, signOf(*first), false, payloadOf(*first));
     return true;
 }
 
 // --- Dropping digits --------------------------------------------------------------------------
 
-Rest settleQuotient(Words3 const &low, int m, Words3 &quotient) {
+Kept settled(Words3 const &low, std::int64_t m, Words3 const &quotient) {
     Words3 const &divisor = kPowers[m];
-    Words3 remainder = low;
-    subtract(remainder, multiplyInto<3>(quotient, divisor));
+    Words3 remainder = low, whole = quotient;
+    subtract(remainder, multiplyInto<3>(whole, divisor));
     if (!isLess(remainder, divisor)) {
         subtract(remainder, divisor);
-        addSmall(quotient, 1);
+        addSmall(whole, 1);
     }
-    return restOf(remainder, divisor);
+    return {whole, restOf(remainder, divisor)};
 }
 
-Words3 dropAnyDigits(Words3 const &n, std::int64_t m, Rest &rest) {
-    if (m >= 1 && m <= kDigits) return dropDigits(n, static_cast<int>(m), rest);
-    bool const isKept = m == 0 || isZero(n);
-    rest = isKept ? Rest::none : Rest::belowHalf;
-    return isKept ? n : Words3{};
-}
-
-Words3 scaledUp(Words3 const &a, int power) {
-    Words3 const &ten = kPowers[power];
-    if (ten[2]) return multiplyInto<3>(a, ten);
-    if (ten[1]) return multiplyInto<3>(a, resized<2>(ten));
-    return multiplyInto<3>(a, resized<1>(ten));
+Kept dropAnyDigits(Words3 const &n, std::int64_t m) {
+    if (m >= 1 && m <= kDigits) return dropDigits(n, m);
+    if (m == 0 || isZero(n)) return {n, Rest::none};
+    return {{}, Rest::belowHalf};
 }
 
 int removeZeros(Words3 &a, std::int64_t atMost) {
@@ -212,7 +196,7 @@ int removeZeros(Words3 &a, std::int64_t atMost) {
 
 bool isRounding(rounding round) { return round >= DEC_ROUND_CEILING && round <= DEC_ROUND_05UP; }
 
-bool isRoundedUp(rounding round, bool isNegative, Words3 const &coefficient, Rest rest) {
+bool isRoundedUp(rounding round, Sign sign, Words3 const &coefficient, Rest rest) {
     if (rest == Rest::none) return false;
     switch (round) {
         case DEC_ROUND_HALF_EVEN:
@@ -222,9 +206,9 @@ bool isRoundedUp(rounding round, bool isNegative, Words3 const &coefficient, Res
         case DEC_ROUND_HALF_DOWN:
             return rest > Rest::half;
         case DEC_ROUND_CEILING:
-            return !isNegative;
+            return !isMinus(sign);
         case DEC_ROUND_FLOOR:
-            return isNegative;
+            return isMinus(sign);
         case DEC_ROUND_UP:
             return true;
         case DEC_ROUND_05UP:  // a last digit of 0 or 5
@@ -234,8 +218,8 @@ bool isRoundedUp(rounding round, bool isNegative, Words3 const &coefficient, Res
     }
 }
 
-decSext *finishRounded(decSext *result, Finite const &value, Rest rest, bool isRounded,
-                       decContext *context) {
+decSext *finishAny(decSext *result, Finite const &value, Rest rest, bool isRounded,
+                   decContext *context) {
     Finite rounded = value;
     bool const isNothing = isZero(rounded.coefficient) && rest == Rest::none;
     if (isNothing) return packZero(result, rounded, context);
@@ -248,7 +232,7 @@ decSext *finishRounded(decSext *result, Finite const &value, Rest rest, bool isR
     if (rest != Rest::none && !isRounding(context->round)) {
         return setInvalid(result, context, DEC_Invalid_context);
     }
-    if (isRoundedUp(context->round, rounded.isNegative, rounded.coefficient, rest)) {
+    if (isRoundedUp(context->round, rounded.sign, rounded.coefficient, rest)) {
         roundUp(rounded);
     }
     if (isRounded) context->status |= DEC_Rounded;

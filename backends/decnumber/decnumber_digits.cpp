@@ -55,14 +55,7 @@ void write18(Word value, std::uint8_t zero, std::uint8_t *digits) {
 constexpr Word leadingReciprocal(int exponent, int bits) {
     Words6 value = {};
     value[(64 + bits) / 64] = Word{1} << bits % 64;
-    for (int i = 0; i < exponent; ++i) {
-        Wide rest = 0;
-        for (int j = 5; j >= 0; --j) {
-            rest = wide(lowWord(rest), value[j]);
-            value[j] = lowWord(rest / 10);
-            rest %= 10;
-        }
-    }
+    for (int i = 0; i < exponent; ++i) divideSmall(value, 10);
     return value[0];
 }
 

@@ -18,25 +18,27 @@ decSext *divideNonzero(decSext *result, Finite const &a, Finite const &b, decCon
     Quotient const division = divide(multiply(high, kPowers[power]), b.coefficient);
 
     int const raised = power + kDigits - digitsA;
-    Finite quotient = {division.quotient, a.exponent - b.exponent + DECSEXT_Bias - raised,
-                       a.isNegative != b.isNegative};
+    Sign const sign = a.sign * b.sign;
+    std::int64_t const exponent = a.exponent - b.exponent + DECSEXT_Bias - raised;
     Rest const rest = restOf(division.remainder, b.coefficient);
-    if (rest != Rest::none) return finishRounded(result, quotient, rest, true, context);
+    if (rest != Rest::none) {
+        return finishRounded(result, sign, exponent, {division.quotient, rest}, context);
+    }
     // An exact quotient has no more zeros than its operands' exponents ask for.
-    quotient.exponent += removeZeros(quotient.coefficient, raised);
-    return finishExact(result, quotient.isNegative, quotient.exponent, quotient.coefficient,
-                       context);
+    Words3 quotient = division.quotient;
+    int const removed = removeZeros(quotient, raised);
+    return finishExact(result, sign, exponent + removed, quotient, context);
 }
 
 decSext *divideFinite(decSext *result, Finite const &a, Finite const &b, decContext *context) {
-    bool const isNegative = a.isNegative != b.isNegative;
+    Sign const sign = a.sign * b.sign;
     if (isZero(b.coefficient)) [[unlikely]] {
         if (isZero(a.coefficient)) return setInvalid(result, context, DEC_Division_undefined);
         context->status |= DEC_Division_by_zero;
-        return setInfinity(result, isNegative);
+        return setInfinity(result, sign);
     }
     if (isZero(a.coefficient)) {
-        return finishExact(result, isNegative, a.exponent - b.exponent + DECSEXT_Bias, {}, context);
+        return finishExact(result, sign, a.exponent - b.exponent + DECSEXT_Bias, {}, context);
     }
     return divideNonzero(result, a, b, context);
 }
@@ -44,12 +46,12 @@ decSext *divideFinite(decSext *result, Finite const &a, Finite const &b, decCont
 decSext *divideSpecial(decSext *result, decSext const *left, decSext const *right,
                        decContext *context) {
     if (passNaN(result, {left, right}, context)) return result;
-    bool const negative = isNegative(*left) != isNegative(*right);
-    if (isFinite(*right)) return setInfinity(result, negative);
+    Sign const sign = signOf(*left) * signOf(*right);
+    if (isFinite(*right)) return setInfinity(result, sign);
     if (!isFinite(*left)) return setInvalid(result, context, DEC_Invalid_operation);
     // Nothing over infinity: the least zero there is.
     context->status |= DEC_Clamped;
-    return pack(result, negative, 0, {});
+    return pack(result, sign, 0, {});
 }
 
 // --- Whole quotients and remainders -----------------------------------------------------------
@@ -75,18 +77,17 @@ bool divideWhole(Finite const &a, Finite const &b, WholeDivision &division) {
     division.isBelowTenth = size <= -2;
     if (division.isBelowTenth) {
         Words3 remainder = a.coefficient;
-        if (gap > 0) remainder = scaledUp(remainder, static_cast<int>(gap));
+        if (gap > 0) remainder = scaledUp(remainder, gap);
         division.parts = {{}, remainder};
         return true;
     }
     Words6 dividend = resized<6>(a.coefficient);
     if (gap <= 0) {
-        division.divisor = scaledUp(b.coefficient, static_cast<int>(-gap));
+        division.divisor = scaledUp(b.coefficient, -gap);
     } else if (gap <= kDigits) {
         dividend = multiply(a.coefficient, kPowers[gap]);
     } else {
-        dividend =
-            multiply(scaledUp(a.coefficient, static_cast<int>(gap - kDigits)), kPowers[kDigits]);
+        dividend = multiply(scaledUp(a.coefficient, gap - kDigits), kPowers[kDigits]);
     }
     division.parts = divide(dividend, division.divisor);
     return true;
@@ -98,7 +99,7 @@ bool takeNearest(WholeDivision &division) {
     if (division.isBelowTenth) return false;
     auto &[quotient, remainder] = division.parts;
     Rest const rest = restOf(remainder, division.divisor);
-    if (!isRoundedUp(DEC_ROUND_HALF_EVEN, false, quotient, rest)) return false;
+    if (!isRoundedUp(DEC_ROUND_HALF_EVEN, Sign::plus, quotient, rest)) return false;
     Words3 complement = division.divisor;
     subtract(complement, remainder);
     remainder = complement;
@@ -124,7 +125,7 @@ bool remainderSpecial(decSext *result, decSext const *left, decSext const *right
     if (!isWhole && !isZero(a.coefficient)) return false;
     std::int64_t exponent = a.exponent;
     if (!isWhole) exponent = std::min(exponent, partsOf(*right).exponent);
-    finishExact(result, a.isNegative, exponent, a.coefficient, context);
+    finishExact(result, a.sign, exponent, a.coefficient, context);
     return true;
 }
 
@@ -137,18 +138,18 @@ decSext *remainderOf(decSext *result, decSext const *left, decSext const *right,
     bool const isTurned = isPossible && isNearest && takeNearest(division);
     isPossible = isPossible && isLess(division.parts.quotient, kCoefficientLimit);
     if (!isPossible) return setInvalid(result, context, DEC_Division_impossible);
-    return finishExact(result, a.isNegative != isTurned, division.exponent,
+    return finishExact(result, a.sign * signOf(isTurned), division.exponent,
                        division.parts.remainder, context);
 }
 
 decSext *wholeQuotient(decSext *result, Finite const &a, Finite const &b, decContext *context) {
-    bool const isNegative = a.isNegative != b.isNegative;
+    Sign const sign = a.sign * b.sign;
     WholeDivision division = {};
     if (!isZero(a.coefficient) &&
         (!divideWhole(a, b, division) || !isLess(division.parts.quotient, kCoefficientLimit))) {
         return setInvalid(result, context, DEC_Division_impossible);
     }
-    return pack(result, isNegative, DECSEXT_Bias, division.parts.quotient);
+    return pack(result, sign, DECSEXT_Bias, division.parts.quotient);
 }
 
 }  // namespace
@@ -173,7 +174,7 @@ decSext *decSextDivideInteger(decSext *result, decSext const *left, decSext cons
         return wholeQuotient(result, a, b, context);
     }
     if (isFinite(*left) && !decSextIsNaN(right) && !decSextIsNaN(left)) {
-        return pack(result, isNegative(*left) != isNegative(*right), DECSEXT_Bias, {});
+        return pack(result, signOf(*left) * signOf(*right), DECSEXT_Bias, {});
     }
     return divideSpecial(result, left, right, context);
 }

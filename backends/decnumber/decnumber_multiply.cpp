@@ -7,28 +7,25 @@ namespace {
 
 // --- Multiply ---------------------------------------------------------------------------------
 
-decSext *finishProduct(decSext *result, Words6 const &product, Finite const &parts,
-                       decContext *context) {
-    int const dropped = digitsOf(product) - kDigits;
-    if (dropped <= 0) {
-        return finishExact(result, parts.isNegative, parts.exponent, resized<3>(product), context);
-    }
-    Rest rest;
-    Words3 const coefficient = dropDigits(product, dropped, rest);
-    return finishRounded(result, {coefficient, parts.exponent + dropped, parts.isNegative}, rest,
-                         true, context);
-}
-
 decSext *multiplyFinite(decSext *result, Finite const &a, Finite const &b, decContext *context) {
     std::int64_t const exponent = a.exponent + b.exponent - DECSEXT_Bias;
-    bool const isNegative = a.isNegative != b.isNegative;
-    if ((a.coefficient[1] | a.coefficient[2] | b.coefficient[1] | b.coefficient[2]) == 0) {
-        Wide const product = Wide{a.coefficient[0]} * b.coefficient[0];
-        return finishExact(result, isNegative, exponent, {{lowWord(product), highWord(product), 0}},
+    Sign const sign = a.sign * b.sign;
+    Words3 const &x = a.coefficient, &y = b.coefficient;
+    if ((x[1] | x[2] | y[1] | y[2]) == 0) {
+        Wide const product = Wide{x[0]} * y[0];
+        return finishExact(result, sign, exponent, {{lowWord(product), highWord(product), 0}},
                            context);
     }
-    return finishProduct(result, multiply(a.coefficient, b.coefficient), {{}, exponent, isNegative},
-                         context);
+    Words6 const product =
+        (x[2] | y[2]) == 0 ? resized<6>(multiply(resized<2>(x), resized<2>(y))) : multiply(x, y);
+    if (bitLength(product) <= kCoefficientBits) {
+        return finishExact(result, sign, exponent, resized<3>(product), context);
+    }
+    int const dropped = digitsOf(product) - kDigits;
+    if (dropped <= 0) {
+        return finishExact(result, sign, exponent, resized<3>(product), context);
+    }
+    return finishRounded(result, sign, exponent + dropped, dropDigits(product, dropped), context);
 }
 
 bool isZeroOf(decSext const &value) { return decSextIsZero(&value); }
@@ -39,7 +36,7 @@ decSext *multiplyInfinity(decSext *result, decSext const &left, decSext const &r
     if (isZeroOf(left) || isZeroOf(right)) {
         return setInvalid(result, context, DEC_Invalid_operation);
     }
-    return setInfinity(result, isNegative(left) != isNegative(right));
+    return setInfinity(result, signOf(left) * signOf(right));
 }
 
 // --- Multiply and add -------------------------------------------------------------------------
@@ -73,13 +70,7 @@ Words6 shortened(Long &a, std::int64_t &exponent, Rest &rest) {
     constexpr int kStep = 19;
     constexpr int kMostBits = 345;
     while (bitLength(a) > kMostBits) {
-        Wide remainder = 0;
-        for (int i = 11; i >= 0; --i) {
-            remainder = wide(lowWord(remainder), a[i]);
-            a[i] = lowWord(remainder / kPowers[kStep][0]);
-            remainder %= kPowers[kStep][0];
-        }
-        if (remainder) rest = Rest::belowHalf;
+        if (divideSmall(a, kPowers[kStep][0])) rest = Rest::belowHalf;
         exponent += kStep;
     }
     return resized<6>(a);
@@ -90,12 +81,11 @@ decSext *finishLong(decSext *result, Long &sum, Finite parts, decContext *contex
     Words6 const six = shortened(sum, parts.exponent, earlier);
     int const dropped = digitsOf(six) - kDigits;
     if (dropped <= 0) {
-        return finishExact(result, parts.isNegative, parts.exponent, resized<3>(six), context);
+        return finishExact(result, parts.sign, parts.exponent, resized<3>(six), context);
     }
-    Rest rest;
-    parts.coefficient = dropDigits(six, dropped, rest);
-    parts.exponent += dropped;
-    return finishRounded(result, parts, joined(rest, earlier), true, context);
+    Kept kept = dropDigits(six, dropped);
+    kept.rest = joined(kept.rest, earlier);
+    return finishRounded(result, parts.sign, parts.exponent + dropped, kept, context);
 }
 
 decSext *fmaLong(decSext *result, Words6 const &product, Finite const &parts, Finite const &c,
@@ -107,24 +97,23 @@ decSext *fmaLong(decSext *result, Words6 const &product, Finite const &parts, Fi
     sum.exponent = parts.exponent >= c.exponent
                        ? alignLong(a, parts.exponent, b, c.exponent, kProductReach)
                        : alignLong(b, c.exponent, a, parts.exponent, kAddendReach);
-    if (parts.isNegative == c.isNegative) {
+    if (parts.sign == c.sign) {
         add(a, b);
         return finishLong(result, a, sum, context);
     }
     if (isLess(a, b)) {
-        sum.isNegative = c.isNegative;
+        sum.sign = c.sign;
         std::swap(a, b);
     }
     subtract(a, b);
-    if (isZero(a)) sum.isNegative = context->round == DEC_ROUND_FLOOR;
+    if (isZero(a)) sum.sign = signOf(context->round == DEC_ROUND_FLOOR);
     return finishLong(result, a, sum, context);
 }
 
 decSext *fmaFinite(decSext *result, Finite const &a, Finite const &b, Finite const &c,
                    decContext *context) {
     Words6 const product = multiply(a.coefficient, b.coefficient);
-    Finite parts = {resized<3>(product), a.exponent + b.exponent - DECSEXT_Bias,
-                    a.isNegative != b.isNegative};
+    Finite parts = {resized<3>(product), a.exponent + b.exponent - DECSEXT_Bias, a.sign * b.sign};
     if (bitLength(product) <= kCoefficientBits) {
         return addFinite(result, parts, c, context);
     }

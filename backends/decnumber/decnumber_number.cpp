@@ -53,7 +53,7 @@ Rest setRoot(Words3 const &coefficient, std::int64_t exponent, Finite &root) {
     if ((exponent - raised) % 2 != 0) --raised;
     Words6 const n = multiply(scaledUp(coefficient, std::max(raised - kDigits, 0)),
                               kPowers[std::min(raised, kDigits)]);
-    root = {rootOf(n), (exponent - raised) / 2, false};
+    root = {rootOf(n), (exponent - raised) / 2, Sign::plus};
     Words6 rest = n;
     subtract(rest, multiply(root.coefficient, root.coefficient));
     if (isZero(rest)) return Rest::none;
@@ -65,12 +65,12 @@ Rest setRoot(Words3 const &coefficient, std::int64_t exponent, Finite &root) {
 void roundRoot(Finite &root, int digits, Rest rest, decContext *context) {
     int const dropped = digitsOf(root.coefficient) - digits;
     if (dropped > 0) {
-        Rest later;
-        root.coefficient = dropDigits(root.coefficient, dropped, later);
+        Kept const kept = dropDigits(root.coefficient, dropped);
+        root.coefficient = kept.coefficient;
         root.exponent += dropped;
-        rest = joined(later, rest);
+        rest = joined(kept.rest, rest);
     }
-    if (isRoundedUp(DEC_ROUND_HALF_EVEN, false, root.coefficient, rest)) {
+    if (isRoundedUp(DEC_ROUND_HALF_EVEN, Sign::plus, root.coefficient, rest)) {
         addSmall(root.coefficient, 1);
         Words3 const &limit = kPowers[digits];
         if (root.coefficient == limit) {
@@ -122,16 +122,15 @@ decNumber *decimal192ToNumber(decimal192 const *value, decNumber *result) {
 }
 
 decimal192 *decimal192FromNumber(decimal192 *result, decNumber const *value, decContext *context) {
-    bool const isNegative = value->bits & DECNEG;
+    Sign const sign = signOf((value->bits & DECNEG) != 0);
     Words3 const coefficient = coefficientOf(*value);
-    if (value->bits & DECINF) return setInfinity(result, isNegative);
+    if (value->bits & DECINF) return setInfinity(result, sign);
     if (value->bits & (DECNAN | DECSNAN)) {
         bool const isPayload = isLess(coefficient, kPowers[kPayloadDigits]);
-        return setNaN(result, isNegative, value->bits & DECSNAN,
-                      isPayload ? coefficient : Words3{});
+        return setNaN(result, sign, value->bits & DECSNAN, isPayload ? coefficient : Words3{});
     }
-    return finishExact(result, isNegative, std::int64_t{value->exponent} + DECSEXT_Bias,
-                       coefficient, context);
+    return finishExact(result, sign, std::int64_t{value->exponent} + DECSEXT_Bias, coefficient,
+                       context);
 }
 
 decNumber *decNumberSquareRoot(decNumber *result, decNumber const *value, decContext *context) {

@@ -7,9 +7,9 @@
 
 using namespace decnumber;
 
-decSext *decSextZero(decSext *result) { return pack(result, false, DECSEXT_Bias, {}); }
+decSext *decSextZero(decSext *result) { return pack(result, Sign::plus, DECSEXT_Bias, {}); }
 
-decSext *decSextNaN(decSext *result) { return setNaN(result, false, false, {}); }
+decSext *decSextNaN(decSext *result) { return setNaN(result, Sign::plus, false, {}); }
 
 bool decSextIsNaN(decSext const *value) { return (value->words[2] & kNaN) == kNaN; }
 
@@ -41,14 +41,14 @@ bool decSextIsCanonical(decSext const *value) {
     switch (kindOf(*value)) {
         case Kind::finite: {
             Finite const parts = partsOf(*value);
-            pack(&canonical, parts.isNegative, parts.exponent, parts.coefficient);
+            pack(&canonical, parts.sign, parts.exponent, parts.coefficient);
             break;
         }
         case Kind::infinite:
-            setInfinity(&canonical, isNegative(*value));
+            setInfinity(&canonical, signOf(*value));
             break;
         default:
-            setNaN(&canonical, isNegative(*value), decSextIsSignaling(value), payloadOf(*value));
+            setNaN(&canonical, signOf(*value), decSextIsSignaling(value), payloadOf(*value));
     }
     return std::equal(value->words, value->words + 3, canonical.words);
 }
@@ -68,7 +68,7 @@ decSext *decSextSetExponent(decSext *result, decSext const *value, decContext *c
     if (!isFinite(*value)) return decSextPlus(result, value, context);
     Finite parts = partsOf(*value);
     parts.exponent = std::int64_t{exponent} + DECSEXT_Bias;
-    return finishExact(result, parts.isNegative, parts.exponent, parts.coefficient, context);
+    return finishExact(result, parts.sign, parts.exponent, parts.coefficient, context);
 }
 
 std::int32_t decSextToBCD(decSext const *value, std::int32_t *exponent, std::uint8_t *digits) {

@@ -6,28 +6,23 @@ namespace {
 
 decSext *quantizeFinite(decSext *result, Finite const &value, std::int64_t exponent,
                         decContext *context) {
-    if (isZero(value.coefficient)) return pack(result, value.isNegative, exponent, {});
+    if (isZero(value.coefficient)) return pack(result, value.sign, exponent, {});
     std::int64_t const dropped = exponent - value.exponent;
     if (dropped <= 0) {
         if (digitsOf(value.coefficient) - dropped > kDigits) {
             return setInvalid(result, context, DEC_Invalid_operation);
         }
-        return finishExact(result, value.isNegative, exponent,
-                           scaledUp(value.coefficient, static_cast<int>(-dropped)), context);
+        return finishExact(result, value.sign, exponent, scaledUp(value.coefficient, -dropped),
+                           context);
     }
-    Rest rest;
-    Finite quantized = value;
-    quantized.exponent = exponent;
-    quantized.coefficient = dropAnyDigits(value.coefficient, dropped, rest);
+    auto [coefficient, rest] = dropAnyDigits(value.coefficient, dropped);
     if (rest != Rest::none && !isRounding(context->round)) {
         return setInvalid(result, context, DEC_Invalid_context);
     }
     // At least one digit was dropped, so that there is room for the carry.
-    if (isRoundedUp(context->round, value.isNegative, quantized.coefficient, rest)) {
-        addSmall(quantized.coefficient, 1);
-    }
+    if (isRoundedUp(context->round, value.sign, coefficient, rest)) addSmall(coefficient, 1);
     context->status |= rest == Rest::none ? DEC_Rounded : DEC_Rounded | DEC_Inexact;
-    return finishExact(result, value.isNegative, exponent, quantized.coefficient, context);
+    return finishExact(result, value.sign, exponent, coefficient, context);
 }
 
 // NaN and infinities.
@@ -37,7 +32,7 @@ decSext *quantizeSpecial(decSext *result, decSext const *value, decSext const *q
     if (isFinite(*value) || isFinite(*quantum)) {
         return setInvalid(result, context, DEC_Invalid_operation);
     }
-    return setInfinity(result, isNegative(*value));
+    return setInfinity(result, signOf(*value));
 }
 
 }  // namespace
@@ -48,10 +43,10 @@ using namespace decnumber;
 decSext *decSextReduce(decSext *result, decSext const *value, decContext *context) {
     Finite parts;
     if (!unpack(*value, parts)) return decSextPlus(result, value, context);
-    if (isZero(parts.coefficient)) return pack(result, parts.isNegative, DECSEXT_Bias, {});
+    if (isZero(parts.coefficient)) return pack(result, parts.sign, DECSEXT_Bias, {});
     if (decSextIsSubnormal(value)) context->status |= DEC_Subnormal;
     parts.exponent += removeZeros(parts.coefficient, kMaxExponent - parts.exponent);
-    return pack(result, parts.isNegative, parts.exponent, parts.coefficient);
+    return pack(result, parts.sign, parts.exponent, parts.coefficient);
 }
 
 decSext *decSextQuantize(decSext *result, decSext const *value, decSext const *quantum,
@@ -68,7 +63,7 @@ decSext *decSextToIntegralValue(decSext *result, decSext const *value, decContex
     Finite parts;
     if (!unpack(*value, parts)) return decSextPlus(result, value, context);
     if (parts.exponent >= DECSEXT_Bias) {
-        return pack(result, parts.isNegative, parts.exponent, parts.coefficient);
+        return pack(result, parts.sign, parts.exponent, parts.coefficient);
     }
     decContext own = {};
     own.round = round;

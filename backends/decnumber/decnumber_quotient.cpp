@@ -111,20 +111,13 @@ Word divideFour(Words3 &n, Word next, Words3 const &d, Word reciprocal) {
         Words3 remainder = {{next, lowWord(rest), highWord(rest)}};
         n = remainder;
         if (!subtract(n, {{lowWord(product), highWord(product), 0}})) return quotient;
-        --quotient;
-        if (!add(n, d)) {
-            --quotient;
-            add(n, d);
-        }
-        return quotient;
+        add(n, d);
+        return quotient - 1;
     }
-    Words<4> long_ = {{next, n[0], n[1], n[2]}};
-    subtract(long_, multiply(d, Words<1>{{quotient}}));
-    while (long_[3]) {
-        --quotient;
-        add(long_, resized<4>(d));
-    }
-    n = resized<3>(long_);
+    // Equal leading words leave no larger one, and what is subtracted leaves no fourth word.
+    Words3 remainder = {{next, n[0], n[1]}};
+    subtract(remainder, multiplyInto<3>(d, Words<1>{{quotient}}));
+    n = remainder;
     return quotient;
 }
 

@@ -42,7 +42,8 @@ Run takeDigits(Cursor &text) {
     return {from, text.at};
 }
 
-bool takeSign(Cursor &text) {
+// Takes a sign, if there is one; true for a minus.
+bool takeMinus(Cursor &text) {
     if (text.take('-')) return true;
     text.take('+');
     return false;
@@ -85,16 +86,16 @@ Words3 takeCoefficient(Run &whole, Run &fraction) {
     return readDigits(digits, static_cast<int>(inWhole + inFraction));
 }
 
-decSext *finishNumber(decSext *result, bool isNegative, Run whole, Run fraction,
-                      std::int64_t exponent, decContext *context) {
+decSext *finishNumber(decSext *result, Sign sign, Run whole, Run fraction, std::int64_t exponent,
+                      decContext *context) {
     exponent += DECSEXT_Bias - fraction.length();
     whole.skipZeros();
     if (whole.from == whole.end) fraction.skipZeros();
     Words3 const coefficient = takeCoefficient(whole, fraction);
     std::int64_t const dropped = whole.length() + fraction.length();
-    if (dropped == 0) return finishExact(result, isNegative, exponent, coefficient, context);
-    return finishRounded(result, {coefficient, exponent + dropped, isNegative},
-                         restOf(whole, fraction), true, context);
+    if (dropped == 0) return finishExact(result, sign, exponent, coefficient, context);
+    return finishRounded(result, sign, exponent + dropped, {coefficient, restOf(whole, fraction)},
+                         context);
 }
 
 // --- The grammar ------------------------------------------------------------------------------
@@ -104,7 +105,7 @@ bool takeExponent(Cursor &text, std::int64_t &exponent) {
     exponent = 0;
     if (text.isAtEnd()) return true;
     if (!text.take('E') && !text.take('e')) return false;
-    bool const isNegative = takeSign(text);
+    bool const isNegative = takeMinus(text);
     Run run = takeDigits(text);
     if (run.length() == 0 || !text.isAtEnd()) return false;
     for (run.skipZeros(); run.from != run.end && exponent < kFarExponent / 10; ++run.from) {
@@ -115,31 +116,30 @@ bool takeExponent(Cursor &text, std::int64_t &exponent) {
     return true;
 }
 
-bool readNumber(decSext *result, bool isNegative, Cursor &text, decContext *context) {
+bool readNumber(decSext *result, Sign sign, Cursor &text, decContext *context) {
     Run const whole = takeDigits(text);
     Run fraction = {text.at, text.at};
     if (text.take('.')) fraction = takeDigits(text);
     std::int64_t exponent;
     if (whole.length() + fraction.length() == 0 || !takeExponent(text, exponent)) return false;
-    finishNumber(result, isNegative, whole, fraction, exponent, context);
+    finishNumber(result, sign, whole, fraction, exponent, context);
     return true;
 }
 
-bool readNaN(decSext *result, bool isNegative, Cursor &text) {
+bool readNaN(decSext *result, Sign sign, Cursor &text) {
     bool const isSignaling = takeWord(text, "s");
     if (!takeWord(text, "nan")) return false;
     Run payload = takeDigits(text);
     payload.skipZeros();
     if (!text.isAtEnd() || payload.length() > kPayloadDigits) return false;
-    setNaN(result, isNegative, isSignaling,
-           readDigits(payload.from, static_cast<int>(payload.length())));
+    setNaN(result, sign, isSignaling, readDigits(payload.from, static_cast<int>(payload.length())));
     return true;
 }
 
-bool readSpecial(decSext *result, bool isNegative, Cursor &text) {
-    if (!takeWord(text, "inf")) return readNaN(result, isNegative, text);
+bool readSpecial(decSext *result, Sign sign, Cursor &text) {
+    if (!takeWord(text, "inf")) return readNaN(result, sign, text);
     if (!text.isAtEnd() && !takeWord(text, "inity")) return false;
-    setInfinity(result, isNegative);
+    setInfinity(result, sign);
     return text.isAtEnd();
 }
 
@@ -155,11 +155,11 @@ decSext *decSextFromString(decSext *result, char const *text, decContext *contex
 decSext *decSextFromBytes(decSext *result, char const *text, std::size_t length,
                           decContext *context) {
     Cursor cursor = {text, text + length};
-    bool const isNegative = takeSign(cursor);
+    Sign const sign = signOf(takeMinus(cursor));
     Cursor const start = cursor;
-    if (readNumber(result, isNegative, cursor, context)) [[likely]]
+    if (readNumber(result, sign, cursor, context)) [[likely]]
         return result;
     cursor = start;
-    if (readSpecial(result, isNegative, cursor)) return result;
+    if (readSpecial(result, sign, cursor)) return result;
     return setInvalid(result, context, DEC_Conversion_syntax);
 }

@@ -58,27 +58,22 @@ inline int digitsOf(Words6 const &a) {
 }
 
 // To drop `m` digits of n, which has at most 52 more: with b the bits of 10^m, the words of
-// n >> (b - 18), at most three, times `factor` = 2^(190 + b) / 10^m give the quotient and its
-// fraction, scaled by 2^208, and too small by less than 2^-16 of the quotient's unit: 2^-17 from
-// each of the two factors' own fractions.
+// n >> (b - 19), at most three, times `factor` = 2^(191 + b) / 10^m, which has three too, are the
+// quotient scaled by 2^210. What the two factors lack in precision makes it too small by less than
+// 2^-17 of its unit.
 struct Reciprocal {
     Words3 factor;
     int shift;
 };
 
-inline constexpr int kQuotientShift = 208;
-inline constexpr int kBitsKept = 18;
+inline constexpr int kQuotientShift = 210;
+inline constexpr int kBitsKept = 19;
 
 inline constexpr auto kReciprocals = [] {
     Table<Reciprocal, kDigits + 1> reciprocals = {};
     Words6 inverse = {{~Word{0}, ~Word{0}, ~Word{0}, ~Word{0}, ~Word{0}, ~Word{0}}};
     for (int m = 1; m <= kDigits; ++m) {
-        Wide rest = 0;
-        for (int i = 5; i >= 0; --i) {
-            rest = wide(lowWord(rest), inverse[i]);
-            inverse[i] = lowWord(rest / 10);
-            rest %= 10;
-        }
+        divideSmall(inverse, 10);
         int const bits = bitLength(kPowers[m]);
         int const surplus = 384 - kQuotientShift + kBitsKept - bits;
         Words6 shifted = {};

@@ -201,11 +201,8 @@ KqbReal KqbReal::round(int places) const noexcept {
 }
 
 int KqbReal::compare(KqbReal const &other) const noexcept {
-    Context context;
-    decSext order;
-    decSextCompare(&order, &value_, &other.value_, &context);
-    if (decSextIsZero(&order)) return 0;
-    return decSextIsNegative(&order) ? -1 : 1;
+    int const order = decSextOrder(&value_, &other.value_);
+    return order == DECSEXT_Unordered ? 1 : order;
 }
 
 // --- The ODBC record ------------------------------------------------------------------------------
