@@ -128,6 +128,8 @@ unsigned long long KqbDatavar::asSize(bool *flag) const {
 double KqbDatavar::asDouble(bool *flag) const {
     ErrorFlag const error(flag);
     switch (type()) {
+        case KqbTypeInteger:
+            return static_cast<double>(value<long long>());
         case KqbTypeReal:
             return value<KqbReal>().asDouble(error);
         case KqbTypeString: {
