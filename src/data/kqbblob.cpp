@@ -27,7 +27,8 @@ public:
 
     static void release(Body *body) {
         if (body == nullptr || kqAtomSub(&body->references_, 1) >= 1) return;
-        if (body->chain_.first != 0) body->server_.freePages(body->chain_.first, body->chain_.last);
+        if (body->chain_.first != 0)
+            body->server_.locked(&KqbBlobPages::freePages, body->chain_.first, body->chain_.last);
         body->server_.terminate();
         discard(body);
     }
@@ -37,7 +38,8 @@ public:
     bool append(char const *data, long long size) {
         bool inStretches = true;
         while (size > 0) {
-            long long done = inStretches ? server_.appendStretch(&chain_, data, size) : 0;
+            long long done =
+                inStretches ? server_.locked(&KqbBlobPages::appendStretch, &chain_, data, size) : 0;
             // What failed as a whole is done page by page, up to what fails then.
             if (done < 0) inStretches = false;
             if (done <= 0) done = appendToPage(data, size);
@@ -86,14 +88,16 @@ private:
         unsigned const space = server_.pageSize() - chain_.writeOffset;
         if (space == 0) return addPage() ? 0 : -1;
         auto const chunk = static_cast<unsigned>(std::min<long long>(space, size));
-        if (!server_.writePage(chain_.last, data, chain_.writeOffset, chunk)) return -1;
+        if (!server_.locked(&KqbBlobPages::writePage, chain_.last, data, chain_.writeOffset, chunk))
+            return -1;
         chain_.writeOffset += chunk;
         return chunk;
     }
 
     bool addPage() {
         KqbBlobPageId page = 0;
-        if (!server_.acquirePage(chain_.first == 0, chain_.last, &page)) return false;
+        if (!server_.locked(&KqbBlobPages::acquirePage, chain_.first == 0, chain_.last, &page))
+            return false;
         if (chain_.first == 0) chain_.first = page;
         chain_.last = page;
         chain_.writeOffset = 0;
@@ -103,7 +107,8 @@ private:
     // Reads what lies together, or moves to the next page where the present one is read. Bytes
     // read; -1 on failure. *isFinal: they reach into the last page, so no more is to be read.
     long long readPages(char *buffer, long long size, bool *isFinal) {
-        long long done = server_.readStretch(chain_, &position_, buffer, size);
+        long long done =
+            server_.locked(&KqbBlobPages::readStretch, chain_, &position_, buffer, size);
         if (done == 0) done = readPage(buffer, size);
         *isFinal = done > 0 && position_.page == chain_.last;
         return done;
@@ -115,14 +120,17 @@ private:
             isLast ? std::min(chain_.writeOffset, server_.pageSize()) : server_.pageSize();
         if (end <= position_.offset) return moveOn() ? 0 : -1;
         auto const chunk = static_cast<unsigned>(std::min<long long>(end - position_.offset, size));
-        if (!server_.readPage(position_.page, buffer, position_.offset, chunk)) return -1;
+        if (!server_.locked(&KqbBlobPages::readPage, position_.page, buffer, position_.offset,
+                            chunk))
+            return -1;
         position_.offset += chunk;
         return chunk;
     }
 
     bool moveOn() {
         KqbBlobPageId next = chain_.first;
-        if (position_.page != 0 && !server_.nextPage(position_.page, &next)) return false;
+        if (position_.page != 0 && !server_.locked(&KqbBlobPages::nextPage, position_.page, &next))
+            return false;
         position_ = {next, 0};
         return true;
     }

@@ -1,4 +1,4 @@
-// The page server's start, its hold and its lock.
+// The page server's start, and holding it.
 #include "data/kqbblobpageserver_internal.h"
 
 #include <new>
@@ -102,55 +102,8 @@ void KqbBlobPageServer::destroy(void *instance) {
     delete pages;
 }
 
-template <class Operation>
-auto KqbBlobPageServer::locked(Operation const &operation) {
-    struct Unlock {
-        KqbBlobPageServer *server;
-        ~Unlock() { server->unlock(); }
-    };
-    lock();
-    Unlock const unlockAtEnd{this};
-    return operation(*pages());
-}
-
 bool KqbBlobPageServer::startUp() {
-    if (pages() == nullptr) {
-        kqbLog(kqlogGetLogger("KQ.Base.Blob.PageServer"), 5, kKqbBlobSource, __LINE__,
-               "Out of memory");
-        return false;
-    }
-    return locked([](KqbBlobPages &pages) { return pages.startUp(); });
-}
-
-bool KqbBlobPageServer::acquirePage(bool memoryAllowed, KqbBlobPageId previous,
-                                    KqbBlobPageId *page) {
-    return locked(
-        [=](KqbBlobPages &pages) { return pages.acquirePage(memoryAllowed, previous, page); });
-}
-
-bool KqbBlobPageServer::nextPage(KqbBlobPageId id, KqbBlobPageId *next) {
-    return locked([=](KqbBlobPages &pages) { return pages.nextPage(id, next); });
-}
-
-bool KqbBlobPageServer::readPage(KqbBlobPageId id, char *data, unsigned offset, unsigned size) {
-    return locked([=](KqbBlobPages &pages) { return pages.readPage(id, data, offset, size); });
-}
-
-bool KqbBlobPageServer::writePage(KqbBlobPageId id, char const *data, unsigned offset,
-                                  unsigned size) {
-    return locked([=](KqbBlobPages &pages) { return pages.writePage(id, data, offset, size); });
-}
-
-void KqbBlobPageServer::freePages(KqbBlobPageId first, KqbBlobPageId last) {
-    locked([=](KqbBlobPages &pages) { pages.freePages(first, last); });
-}
-
-long long KqbBlobPageServer::appendStretch(KqbBlobChain *chain, char const *data, long long size) {
-    return locked([=](KqbBlobPages &pages) { return pages.appendStretch(chain, data, size); });
-}
-
-long long KqbBlobPageServer::readStretch(KqbBlobChain const &chain, KqbBlobPosition *position,
-                                         char *data, long long size) {
-    return locked(
-        [&](KqbBlobPages &pages) { return pages.readStretch(chain, position, data, size); });
+    if (pages() != nullptr) return locked(&KqbBlobPages::startUp);
+    kqbLog(kqlogGetLogger("KQ.Base.Blob.PageServer"), 5, kKqbBlobSource, __LINE__, "Out of memory");
+    return false;
 }

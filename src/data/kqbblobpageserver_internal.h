@@ -1,11 +1,12 @@
 // KqbBlobPageServer: a blob's hold on the process's pages.
 #pragma once
 
+#include <utility>
+
 #include "data/kqbblobpages_internal.h"
 #include "kqb/kqbautosingleton.h"
 
-// The pages exist while any hold does. Each operation takes the server's lock for as long as it
-// lasts; for what the operations do see KqbBlobPages.
+// The pages exist while any hold does, and are used under the server's lock.
 class KqbBlobPageServer final : public KqbAutoSingleton {
 public:
     char const *getName() override { return "BLOBPAGESERVER"; }
@@ -15,15 +16,18 @@ public:
     // server could not be started, which the next one then tries anew.
     bool startUp();
 
-    unsigned pageSize() { return pages()->pageSize(); }
-    bool acquirePage(bool memoryAllowed, KqbBlobPageId previous, KqbBlobPageId *page);
-    bool nextPage(KqbBlobPageId id, KqbBlobPageId *next);
-    bool readPage(KqbBlobPageId id, char *data, unsigned offset, unsigned size);
-    bool writePage(KqbBlobPageId id, char const *data, unsigned offset, unsigned size);
-    void freePages(KqbBlobPageId first, KqbBlobPageId last);
-    long long appendStretch(KqbBlobChain *chain, char const *data, long long size);
-    long long readStretch(KqbBlobChain const &chain, KqbBlobPosition *position, char *data,
-                          long long size);
+    unsigned pageSize() const { return pages()->pageSize(); }
+
+    // One operation on the pages: locked(&KqbBlobPages::nextPage, id, &next).
+    template <class Result, class... Parameters, class... Arguments>
+    Result locked(Result (KqbBlobPages::*operation)(Parameters...), Arguments &&...arguments) {
+        struct Lock {
+            explicit Lock(KqbBlobPageServer *theServer) : server(theServer) { server->lock(); }
+            ~Lock() { server->unlock(); }
+            KqbBlobPageServer *const server;
+        } const lock(this);
+        return (pages()->*operation)(std::forward<Arguments>(arguments)...);
+    }
 
 protected:
     void *create() override;
@@ -31,7 +35,4 @@ protected:
 
 private:
     KqbBlobPages *pages() const { return static_cast<KqbBlobPages *>(instance()); }
-
-    template <class Operation>
-    auto locked(Operation const &operation);
 };

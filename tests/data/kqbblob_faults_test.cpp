@@ -172,59 +172,52 @@ TEST_F(BlobFaultsTest, everyAllocationMayFail) {
     EXPECT_EQ(PoolFaults(0).drained(), drained);
 }
 
-// Links beyond those that are kept in memory are read from the file.
-TEST_F(BlobFaultsTest, chainsOfMoreThanAMillionPages) {
-    setSizes("8", "1");
-    HeldPages const held;
-    std::string const bytes = pattern(8 * (KqbBlobPageFile::kMaxKnownLinks + 300));
-    KqbBlob blob;
-    ASSERT_TRUE(append(blob, bytes));
-    EXPECT_TRUE(readAll(blob) == bytes);
-    EXPECT_EQ(logOf([&] { blob = KqbBlob(); }), "W Suspiciously long page list\n");
-    std::size_t const size = pageFileBytes().size();
-    ASSERT_TRUE(append(blob, bytes));
-    EXPECT_EQ(pageFileBytes().size(), size);
-    EXPECT_TRUE(readAll(blob) == bytes);
-    logOf([&] { blob = KqbBlob(); });
-}
-
 TEST_F(BlobFaultsTest, damagedIds) {
     setSizes("8", "2");
     HeldPages held;
     auto &server = held.server;
     long long m = 0, f = 0, g = 0, next = 0;
     char bytes[8] = "";
-    ASSERT_TRUE(server.acquirePage(true, 0, &m) && server.acquirePage(false, m, &f) &&
-                server.acquirePage(false, f, &g));
+    ASSERT_TRUE(server.locked(&KqbBlobPages::acquirePage, true, 0, &m) &&
+                server.locked(&KqbBlobPages::acquirePage, false, m, &f) &&
+                server.locked(&KqbBlobPages::acquirePage, false, f, &g));
     constexpr long long kHuge = 0x7FFFFFFFFFFFFFFE, kBehind = 3 + 2 * 16;
     struct {
         std::function<void()> action;
         char const *log;
         std::size_t brokenRules;
     } const cases[] = {
-        {[&] { EXPECT_FALSE(server.nextPage(0, &next)); },
+        {[&] { EXPECT_FALSE(server.locked(&KqbBlobPages::nextPage, 0, &next)); },
          "E Invalid page ID supplied to nextPage\n", 0},
-        {[&] { EXPECT_FALSE(server.nextPage(-5, &next)); },
+        {[&] { EXPECT_FALSE(server.locked(&KqbBlobPages::nextPage, -5, &next)); },
          "E Invalid page ID supplied to nextPage\n", 0},
-        {[&] { EXPECT_FALSE(server.nextPage(kBehind, &next)); },
+        {[&] { EXPECT_FALSE(server.locked(&KqbBlobPages::nextPage, kBehind, &next)); },
          "E File read failed during read page id\n", 0},
-        {[&] { EXPECT_FALSE(server.nextPage(kHuge, &next)); },
+        {[&] { EXPECT_FALSE(server.locked(&KqbBlobPages::nextPage, kHuge, &next)); },
          "E Seek to 9223372036854775807 failed\n", 0},
-        {[&] { EXPECT_FALSE(server.readPage(0, bytes, 0, 8)); }, "", 1},
-        {[&] { EXPECT_FALSE(server.readPage(f, bytes, 1, 8)); }, "", 1},
-        {[&] { EXPECT_FALSE(server.readPage(kHuge, bytes, 0, 8)); },
+        {[&] { EXPECT_FALSE(server.locked(&KqbBlobPages::readPage, 0, bytes, 0, 8)); }, "", 1},
+        {[&] { EXPECT_FALSE(server.locked(&KqbBlobPages::readPage, f, bytes, 1, 8)); }, "", 1},
+        {[&] { EXPECT_FALSE(server.locked(&KqbBlobPages::readPage, kHuge, bytes, 0, 8)); },
          "E Seek to 9223372036854775807 failed\n", 0},
-        {[&] { EXPECT_TRUE(server.readPage(kBehind, bytes, 0, 8)); }, "", 0},
-        {[&] { EXPECT_FALSE(server.writePage(-1, bytes, 0, 8)); }, "", 1},
-        {[&] { EXPECT_FALSE(server.writePage(m, bytes, 9, 0)); }, "", 1},
-        {[&] { EXPECT_FALSE(server.writePage(kBehind, bytes, 0, 8)); }, "", 1},
-        {[&] { EXPECT_FALSE(server.acquirePage(false, -7, &next)); }, "", 1},
-        {[&] { EXPECT_FALSE(server.acquirePage(true, kHuge, &next)); }, "", 1},
-        {[&] { server.freePages(0, g), server.freePages(m, 0); }, "", 2},
-        {[&] { server.freePages(-3, g); }, "E Invalid page id -3 while freeing page\n", 0},
-        {[&] { server.freePages(f, m); }, "E Invalid page id 0 while freeing page\n", 0},
-        {[&] { server.freePages(kBehind + 16, kBehind + 16); }, "", 1},
-        {[&] { server.freePages(kBehind + 16, g); },
+        {[&] { EXPECT_TRUE(server.locked(&KqbBlobPages::readPage, kBehind, bytes, 0, 8)); }, "", 0},
+        {[&] { EXPECT_FALSE(server.locked(&KqbBlobPages::writePage, -1, bytes, 0, 8)); }, "", 1},
+        {[&] { EXPECT_FALSE(server.locked(&KqbBlobPages::writePage, m, bytes, 9, 0)); }, "", 1},
+        {[&] { EXPECT_FALSE(server.locked(&KqbBlobPages::writePage, kBehind, bytes, 0, 8)); }, "",
+         1},
+        {[&] { EXPECT_FALSE(server.locked(&KqbBlobPages::acquirePage, false, -7, &next)); }, "", 1},
+        {[&] { EXPECT_FALSE(server.locked(&KqbBlobPages::acquirePage, true, kHuge, &next)); }, "",
+         1},
+        {[&] {
+             server.locked(&KqbBlobPages::freePages, 0, g),
+                 server.locked(&KqbBlobPages::freePages, m, 0);
+         },
+         "", 2},
+        {[&] { server.locked(&KqbBlobPages::freePages, -3, g); },
+         "E Invalid page id -3 while freeing page\n", 0},
+        {[&] { server.locked(&KqbBlobPages::freePages, f, m); },
+         "E Invalid page id 0 while freeing page\n", 0},
+        {[&] { server.locked(&KqbBlobPages::freePages, kBehind + 16, kBehind + 16); }, "", 1},
+        {[&] { server.locked(&KqbBlobPages::freePages, kBehind + 16, g); },
          "E File read failed during read page id\nE Seek/read failed at offset 48\n", 0},
     };
     for (auto const &c : cases) {
@@ -234,8 +227,8 @@ TEST_F(BlobFaultsTest, damagedIds) {
     }
     // The failed acquirePage calls lost nothing, and nothing beside the records was written.
     long long pages[2] = {};
-    ASSERT_TRUE(server.acquirePage(true, 0, &pages[0]));
-    ASSERT_TRUE(server.acquirePage(false, 0, &pages[1]));
+    ASSERT_TRUE(server.locked(&KqbBlobPages::acquirePage, true, 0, &pages[0]));
+    ASSERT_TRUE(server.locked(&KqbBlobPages::acquirePage, false, 0, &pages[1]));
     EXPECT_TRUE(pages[0] == 2 && pages[1] == kBehind);
     EXPECT_EQ(pageFileBytes().size(), 3U * 16);
 }
@@ -248,18 +241,20 @@ TEST_F(BlobFaultsTest, circles) {
     auto &server = held.server;
     for (bool mixed : {false, true}) {
         long long first = 0, second = 0, third = 0, again = 0;
-        ASSERT_TRUE(server.acquirePage(mixed, 0, &first) &&
-                    server.acquirePage(false, first, &second) &&
-                    server.acquirePage(mixed, second, &third));
-        server.freePages(first, first);  // and yet the others still lead to it
-        ASSERT_TRUE(server.acquirePage(mixed, third, &again) && again == first);
-        server.freePages(first, 1'000'000);
+        ASSERT_TRUE(server.locked(&KqbBlobPages::acquirePage, mixed, 0, &first) &&
+                    server.locked(&KqbBlobPages::acquirePage, false, first, &second) &&
+                    server.locked(&KqbBlobPages::acquirePage, mixed, second, &third));
+        server.locked(&KqbBlobPages::freePages, first,
+                      first);  // and yet the others still lead to it
+        ASSERT_TRUE(server.locked(&KqbBlobPages::acquirePage, mixed, third, &again) &&
+                    again == first);
+        server.locked(&KqbBlobPages::freePages, first, 1'000'000);
         EXPECT_EQ(std::exchange(broken(), {}), std::vector<std::string>{"page chain"});
     }
     std::set<long long> handedOut;
     for (int i = 0; i < 12; ++i) {
         long long page = 0;
-        ASSERT_TRUE(server.acquirePage(i % 2 == 0, 0, &page));
+        ASSERT_TRUE(server.locked(&KqbBlobPages::acquirePage, i % 2 == 0, 0, &page));
         EXPECT_TRUE(handedOut.insert(page).second) << page;
     }
 }

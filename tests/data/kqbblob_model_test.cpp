@@ -95,7 +95,7 @@ protected:
              {std::pair{true, model.freeMemory}, std::pair{false, model.freeFile}}) {
             for (long long const id : expected) {
                 long long page = 0;
-                ASSERT_TRUE(server.acquirePage(inMemory, 0, &page));
+                ASSERT_TRUE(server.locked(&KqbBlobPages::acquirePage, inMemory, 0, &page));
                 ASSERT_EQ(page, id);
             }
         }

@@ -83,32 +83,37 @@ TEST_F(BlobTest, readingGoesOnAlongTheLastPagesLink) {
 }
 
 TEST_F(BlobTest, twoPagesOfWhichTheFirstIsInMemoryStayTogether) {
-    HeldPages held;
-    setSizes("8", "1");
+    setSizes("8", "2");
+    HeldPages const held;
     {
         KqbBlob two;
         ASSERT_TRUE(append(two, "0123456789"));
     }
-    KqbBlob first, second;
-    ASSERT_TRUE(append(first, "m") && append(second, "f"));
-    EXPECT_EQ(pageFileBytes().size(), 16U) << "both pages were free for a first page";
-    first = KqbBlob();
-    second = KqbBlob();
     {
-        KqbBlob two;
-        ASSERT_TRUE(append(two, "0123456789"));
+        KqbBlob one;
+        ASSERT_TRUE(append(one, "m"));
+        EXPECT_TRUE(broken().empty());
     }
-    EXPECT_EQ(pageFileBytes().size(), 16U);
-    EXPECT_TRUE(broken().empty());
-    // Behind its file page the list of memory pages takes another one under protest only.
-    KqbBlob two, one;
-    ASSERT_TRUE(append(two, "0123456789") && append(one, "f") && append(one, "oooooooooooooo"));
-    long long page = 0;
-    ASSERT_TRUE(held.server.acquirePage(true, 0, &page));
-    two = KqbBlob();
-    held.server.freePages(page, page);
-    one = KqbBlob();
-    EXPECT_EQ(readOn(one, 1), "-1:");
+    EXPECT_EQ(broken(), std::vector<std::string>{"page kind"}) << "behind a file page";
+    KqbBlob blobs[3];
+    for (auto &blob : blobs) ASSERT_TRUE(append(blob, "12345678"));
+    EXPECT_EQ(pageFileBytes().size(), 16U) << "all three were free for a first page";
+    for (auto &blob : blobs) EXPECT_EQ(readAll(blob), "12345678");
+}
+
+// Links beyond those that are kept in memory are read from the file.
+TEST_F(BlobTest, chainsOfMoreThanAMillionPages) {
+    HeldPages const held;
+    std::string const bytes = pattern(8 * (KqbBlobPageFile::kMaxKnownLinks + 300));
+    KqbBlob blob;
+    ASSERT_TRUE(append(blob, bytes));
+    EXPECT_TRUE(readAll(blob) == bytes);
+    EXPECT_EQ(logOf([&] { blob = KqbBlob(); }), "W Suspiciously long page list\n");
+    std::size_t const size = pageFileBytes().size();
+    ASSERT_TRUE(append(blob, bytes));
+    EXPECT_EQ(pageFileBytes().size(), size);
+    EXPECT_TRUE(readAll(blob) == bytes);
+    logOf([&] { blob = KqbBlob(); });
 }
 
 // The options are read when the first blob comes to life.

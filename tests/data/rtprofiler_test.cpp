@@ -44,14 +44,10 @@ TEST_F(ProfilerTest, innerTimeIsNotCountedAgain) {
         spend(9'600);
         profiler.exit("inner");
     }
-    profiler.enter();
-    spend(5'000);
-    profiler.exit("other");
     spend(1'200);
     profiler.exit("outer");
     EXPECT_EQ(countOf(profiler, "inner"), 3);
     EXPECT_GE(timeOf(profiler, "inner"), 28);
-    EXPECT_GE(timeOf(profiler, "other"), 5);
     EXPECT_EQ(countOf(profiler, "outer"), 1);
     // Preempted at the wrong moment it may be more, but not by what the inner ones took.
     EXPECT_GE(timeOf(profiler, "outer"), 1);
