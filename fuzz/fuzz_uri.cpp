@@ -65,10 +65,12 @@ void checkParts(KqbString const &text) {
     fuzzCheck(equal(fragment, model.fragment), "fragment");
 }
 
-// What a generic URI's escaped text cannot carry: a percent sign, a number sign in the query.
+// What a generic URI's escaped text cannot carry: a percent sign, a number sign in the query, a
+// question mark in the fragment when there is no query.
 void checkRoundTrip(KqURI &uri, KqURI &again) {
     if (contains(uri.getPath(), "%") || contains(uri.getQuery(), "%") ||
-        contains(uri.getFragment(), "%") || contains(uri.getQuery(), "#")) {
+        contains(uri.getFragment(), "%") || contains(uri.getQuery(), "#") ||
+        (uri.getQuery().length() == 0 && contains(uri.getFragment(), "?"))) {
         return;
     }
     fuzzCheck(equal(uri.getHost(), again.getHost()), "host again");

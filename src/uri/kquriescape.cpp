@@ -132,11 +132,17 @@ std::size_t kqbAddEscaped(KqURIText &out, string_view text, KqURIEscapes const &
 
 void kqbAddComponent(KqURIText &out, string_view component, KqURIEscapes const &escapes) {
     auto const marks = [&escapes](KqURIBlock const &block) { return escapes.marks(block); };
-    bool const isPlain = kqbIsUnmarked(component, marks);
-    if (isPlain || !np_uchar_valid_n(component.data(), component.size())) {
+    if (component.size() < kKqURIBlock) {
+        char *const to = out.place(kKqURIBlock);
+        if (kqbCopyShort(to, component, marks)) return out.wrote(to + component.size());
+    } else if (kqbIsUnmarked(component, marks)) {
         out.add(component);
-    } else {
+        return;
+    }
+    if (np_uchar_valid_n(component.data(), component.size())) {
         kqbAddEscaped(out, component, escapes);
+    } else {
+        out.add(component);
     }
 }
 

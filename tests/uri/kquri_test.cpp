@@ -25,6 +25,7 @@ TEST_F(KqURITest, cutsTexts) {
         {"x://h/p#f?k", "x|h|p#f|k|", "x://h/p%23f?k"},
         {"x://h/p?q?r#s#t", "x|h|p|q?r|s#t", "x://h/p?q%3Fr#s%23t"},
         {"x://h/p?#f", "x|h|p||f", "x://h/p#f"},
+        {"x://h/p#f%3Fk", "x|h|p||f?k", "x://h/p#f?k"},
         {"x://h/p?a%23b#f", "x|h|p|a#b|f", "x://h/p?a#b#f"},
         {"x://h/p#", "x|h|p||", "x://h/p"},
         {"x://h?q/p", "x|h?q|p||", "x://h?q/p"},
