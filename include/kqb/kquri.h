@@ -61,7 +61,7 @@ public:
     // ill-formed, is written as it is. Null when memory ran out.
     // Parsing the text gives the components back, save for what is never escaped: a component that
     // holds "%41" comes back as "A", a query ends at a "#" in it, and a "?" in the fragment begins
-    // the query when there is none.
+    // the query when there is none. What is written as it is may be cut anew.
     virtual KqbString getEscapedURIString() = 0;
 
     // This URI as a kind of its own; null when it is none. The same object, so it has one owner.
