@@ -55,11 +55,13 @@ public:
     // ran out.
     virtual KqbString getURIString() = 0;
 
-    // The text composed anew, escaped so that a parse gives the components back: scheme and host as
-    // they are, the path with " ?#" escaped, then "?" and the query with " ?", then "#" and the
-    // fragment with " #", as far as there are any. "%" is never escaped, nor "/" in the path: a
-    // component that holds "%41" comes back as "A". A component that cannot be escaped, being
+    // The text composed anew and escaped: scheme and host as they are, the path with " ?#" escaped,
+    // then "?" and the query with " ?", then "#" and the fragment with " #", as far as there are
+    // any, multi-byte characters in all three. A component that cannot be escaped, being
     // ill-formed, is written as it is. Null when memory ran out.
+    // Parsing the text gives the components back, save for what is never escaped: a component that
+    // holds "%41" comes back as "A", a query ends at a "#" in it, and a "?" in the fragment begins
+    // the query when there is none. What is written as it is may be cut anew.
     virtual KqbString getEscapedURIString() = 0;
 
     // This URI as a kind of its own; null when it is none. The same object, so it has one owner.

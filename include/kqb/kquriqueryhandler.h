@@ -7,6 +7,8 @@
 // caller, who ends it with release(). Belongs to one thread at a time. The order of the operations
 // is part of the binary interface.
 //
+// A handler keeps the texts that it has parsed until it is released.
+//
 // Nothing throws; the only failure is memory. Keys that come to more than the longest text, 2 GiB,
 // count as that: a short query can name so much, because a part without "=" takes the parts behind
 // it into its key.

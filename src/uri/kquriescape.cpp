@@ -68,29 +68,53 @@ char *writeDecoded(char *to, char const *escape) {
     return *to == '\0' ? to : to + 1;
 }
 
-void addDecoded(KqURIText &out, string_view text) {
+// Unescapes text from at on, as far as there is room up to last and a block behind it.
+char *decodeSome(string_view text, std::size_t &at, char *to, char const *last) {
     auto const isPercent = [](KqURIBlock const &block) {
         constexpr unsigned char kPercent = '%';
         return kqbMarks(block == kPercent);
     };
-    for (std::size_t at = 0; at < text.size();) {
-        char *to = out.place(kKqURIBlock);
-        char const *const last = out.limit() - kKqURIBlock;
-        while (at < text.size() && to <= last) {
-            std::size_t const left = text.size() - at;
-            if (text[at] == '%' && left >= kEscapeSize) {
-                to = writeDecoded(to, text.data() + at);
-                at += kEscapeSize;
-            } else if (left >= kKqURIBlock) {
-                std::size_t const run = kqbCopyUnmarked(to, text.data() + at, isPercent);
-                to += run;
-                at += run;
-            } else {
-                *to++ = text[at++];
-            }
+    while (at < text.size() && to <= last) {
+        std::size_t const left = text.size() - at;
+        if (text[at] == '%' && left >= kEscapeSize) {
+            to = writeDecoded(to, text.data() + at);
+            at += kEscapeSize;
+        } else if (left >= kKqURIBlock) {
+            std::size_t const run = kqbCopyUnmarked(to, text.data() + at, isPercent);
+            to += run;
+            at += run;
+        } else {
+            *to++ = text[at++];
         }
-        out.wrote(to);
     }
+    return to;
+}
+
+// Copies what is not escaped from at on: what there is of it in a block, or a byte.
+char *copyPlain(string_view text, std::size_t &at, char *to, KqURIEscapes const &escapes) {
+    auto const marks = [&escapes](KqURIBlock const &block) { return escapes.marks(block); };
+    bool const hasBlock = text.size() - at >= kKqURIBlock;
+    std::size_t const run = hasBlock ? kqbCopyUnmarked(to, text.data() + at, marks) : 1;
+    if (!hasBlock) *to = text[at];
+    at += run;
+    return to + run;
+}
+
+// Escapes text from at on, as far as there is room up to last and a block behind it. Stops, at
+// unmoved, at an ill-formed byte.
+char *escapeSome(string_view text, std::size_t &at, char *to, char const *last,
+                 KqURIEscapes const &escapes) {
+    while (at < text.size() && to <= last) {
+        if (!escapes.contains(text[at])) {
+            to = copyPlain(text, at, to, escapes);
+            continue;
+        }
+        std::size_t const size = characterSize(text.substr(at));
+        if (size == 0) break;
+        for (char const byte : text.substr(at, size)) to = writeEscape(to, byte);
+        at += size;
+    }
+    return to;
 }
 
 KqURIEscapes escapesOf(char const *specials, __int64 count) {
@@ -102,41 +126,28 @@ KqURIEscapes escapesOf(char const *specials, __int64 count) {
 
 std::size_t kqbAddEscaped(KqURIText &out, string_view text, KqURIEscapes const &escapes) {
     static_assert(kKqURIBlock >= 4 * kEscapeSize, "room for the escapes of any character");
-    auto const marks = [&escapes](KqURIBlock const &block) { return escapes.marks(block); };
     std::size_t at = 0;
-    while (at < text.size()) {
-        char *to = out.place(kKqURIBlock);
-        char const *const last = out.limit() - kKqURIBlock;
-        while (at < text.size() && to <= last) {
-            if (text.size() - at >= kKqURIBlock) {
-                std::size_t const run = kqbCopyUnmarked(to, text.data() + at, marks);
-                to += run;
-                at += run;
-                if (run == kKqURIBlock) continue;
-                if (to > last) break;
-            } else if (!escapes.contains(text[at])) {
-                *to++ = text[at++];
-                continue;
-            }
-            std::size_t const size = characterSize(text.substr(at));
-            for (char const byte : text.substr(at, size)) to = writeEscape(to, byte);
-            at += size;
-            if (size > 0) continue;
-            out.wrote(to);
-            return at;
-        }
-        out.wrote(to);
+    for (std::size_t before = ~at; at != before && at < text.size();) {
+        before = at;
+        char *const to = out.place(kKqURIBlock);
+        out.wrote(escapeSome(text, at, to, out.limit() - kKqURIBlock, escapes));
     }
     return at;
 }
 
 void kqbAddComponent(KqURIText &out, string_view component, KqURIEscapes const &escapes) {
     auto const marks = [&escapes](KqURIBlock const &block) { return escapes.marks(block); };
-    bool const isPlain = kqbIsUnmarked(component, marks);
-    if (isPlain || !np_uchar_valid_n(component.data(), component.size())) {
+    if (component.size() < kKqURIBlock) {
+        char *const to = out.place(kKqURIBlock);
+        if (kqbCopyShort(to, component, marks)) return out.wrote(to + component.size());
+    } else if (kqbIsUnmarked(component, marks)) {
         out.add(component);
-    } else {
+        return;
+    }
+    if (np_uchar_valid_n(component.data(), component.size())) {
         kqbAddEscaped(out, component, escapes);
+    } else {
+        out.add(component);
     }
 }
 
@@ -146,7 +157,10 @@ void kqbAddComponent(KqURIText &out, KqbString const &component, KqURIEscapes co
 
 KqbString kqbDecoded(string_view text) {
     KqURIText out;
-    addDecoded(out, text);
+    for (std::size_t at = 0; at < text.size();) {
+        char *const to = out.place(kKqURIBlock);
+        out.wrote(decodeSome(text, at, to, out.limit() - kKqURIBlock));
+    }
     return out.take();
 }
 

@@ -43,35 +43,40 @@ inline bool kqbIsMarked(KqURIMarks const &marks) {
     return (words[0] | words[1]) != 0;
 }
 
-// A text of 1 to 15 bytes as a block that holds each of its bytes, some of them repeatedly.
-inline KqURIBlock kqbLoadShort(std::string_view text) {
-    char bytes[kKqURIBlock];
-    char const *const end = text.data() + text.size();
-    if (text.size() >= 8) {
-        std::memcpy(bytes, text.data(), 8);
-        std::memcpy(bytes + 8, end - 8, 8);
-    } else if (text.size() >= 4) {
-        std::memcpy(bytes, text.data(), 4);
-        std::memcpy(bytes + 4, end - 4, 4);
-        std::memcpy(bytes + 8, bytes, 8);
-    } else {
-        std::memset(bytes, text[0], sizeof bytes);
-        bytes[1] = text[text.size() / 2];
-        bytes[2] = end[-1];
-    }
-    return kqbLoadBlock(bytes);
-}
-
-// Whether marks(block) marks none of the text's bytes.
+// Whether marks(block) marks none of the text's bytes, of which there is a block at least.
 template <class Marks>
 bool kqbIsUnmarked(std::string_view text, Marks const &marks) {
-    if (text.empty()) return true;
-    if (text.size() < kKqURIBlock) return !kqbIsMarked(marks(kqbLoadShort(text)));
     char const *const last = text.data() + text.size() - kKqURIBlock;
     for (char const *at = text.data(); at < last; at += kKqURIBlock) {
         if (kqbIsMarked(marks(kqbLoadBlock(at)))) return false;
     }
     return !kqbIsMarked(marks(kqbLoadBlock(last)));
+}
+
+// Copies a text by its first and its last word, which may overlap. False when marks marks one of
+// its bytes, or NUL, which may fill the block.
+template <class Word, class Marks>
+bool kqbCopyEnds(char *to, std::string_view text, Marks const &marks) {
+    Word first;
+    Word last;
+    std::size_t const behind = text.size() - sizeof(Word);
+    std::memcpy(&first, text.data(), sizeof first);
+    std::memcpy(&last, text.data() + behind, sizeof last);
+    std::memcpy(to, &first, sizeof first);
+    std::memcpy(to + behind, &last, sizeof last);
+    std::uint64_t const words[2] = {first, last};
+    KqURIBlock block;
+    std::memcpy(&block, words, sizeof block);
+    return !kqbIsMarked(marks(block));
+}
+
+// The same for a text of less than a block.
+template <class Marks>
+bool kqbCopyShort(char *to, std::string_view text, Marks const &marks) {
+    if (text.size() >= 8) return kqbCopyEnds<std::uint64_t>(to, text, marks);
+    if (text.size() >= 4) return kqbCopyEnds<std::uint32_t>(to, text, marks);
+    if (text.size() >= 2) return kqbCopyEnds<std::uint16_t>(to, text, marks);
+    return text.empty() || kqbCopyEnds<std::uint8_t>(to, text, marks);
 }
 
 // Copies a block, and returns the bytes in front of the first that marks(block) marks.

@@ -1,15 +1,56 @@
 #include "kqb/kquri.h"
 
 #include <chrono>
+#include <cstring>
 
 #include "kqb/kqdatauri.h"
+#include "kqb/kqhadoopuri.h"
 #include "kqb/kqreposuri.h"
+#include "kqb/kqrzsrefuri.h"
+#include "kqb/kquriqueryhandler.h"
 #include "uri/kquri_internal.h"
 #include "uri/uri_test.h"
 
 namespace {
 
 using KqURITest = URITest;
+
+// --- The binary interface -------------------------------------------------------------------------
+
+// The place of an operation in the table that callers of other compilers use.
+template <class Operation>
+std::ptrdiff_t slotOf(Operation operation) {
+    std::ptrdiff_t words[2];
+    static_assert(sizeof words == sizeof operation);
+    std::memcpy(words, &operation, sizeof words);
+    return words[0] / static_cast<std::ptrdiff_t>(sizeof(void *));
+}
+
+template <class... Operation>
+void expectSlots(std::ptrdiff_t slot, Operation... operations) {
+    for (std::ptrdiff_t const found : {slotOf(operations)...}) EXPECT_EQ(found, slot++);
+}
+
+TEST_F(KqURITest, operationsStandInOrder) {
+    expectSlots(0, &KqURI::release, &KqURI::getScheme, &KqURI::getHost, &KqURI::getPath,
+                &KqURI::getQuery, &KqURI::getFragment, &KqURI::getURIString,
+                &KqURI::getEscapedURIString, &KqURI::asReposURI, &KqURI::asDataURI,
+                &KqURI::addQueryValue);
+    expectSlots(11, &KqDataURI::getSource, &KqDataURI::getSourceType, &KqDataURI::getSegment1,
+                &KqDataURI::getSegment2, &KqDataURI::getSegment3, &KqDataURI::getLeaf,
+                &KqDataURI::getLocation);
+    expectSlots(11, &KqReposURI::getType, &KqReposURI::getHostName, &KqReposURI::getParentFolder,
+                &KqReposURI::getRootFolder, &KqReposURI::getEmptyText,
+                &KqReposURI::getHostlessURIString, &KqReposURI::getLeafName, &KqReposURI::isFolder);
+    expectSlots(11, &KqRZSRefURI::getHostName, &KqRZSRefURI::getParent,
+                &KqRZSRefURI::getHostlessURIString, &KqRZSRefURI::getLeafName,
+                &KqRZSRefURI::getObjectType, &KqRZSRefURI::getServiceType);
+    expectSlots(11, &KqHadoopURI::setQuery, &KqHadoopURI::getQueryValue, &KqHadoopURI::getParent,
+                &KqHadoopURI::getLeafName);
+    expectSlots(0, &KqURIQueryHandler::release, &KqURIQueryHandler::addValue,
+                &KqURIQueryHandler::getCount, &KqURIQueryHandler::getPair,
+                &KqURIQueryHandler::getQueryString, &KqURIQueryHandler::parse);
+}
 
 // --- Parsing --------------------------------------------------------------------------------------
 
@@ -25,6 +66,7 @@ TEST_F(KqURITest, cutsTexts) {
         {"x://h/p#f?k", "x|h|p#f|k|", "x://h/p%23f?k"},
         {"x://h/p?q?r#s#t", "x|h|p|q?r|s#t", "x://h/p?q%3Fr#s%23t"},
         {"x://h/p?#f", "x|h|p||f", "x://h/p#f"},
+        {"x://h/p#f%3Fk", "x|h|p||f?k", "x://h/p#f?k"},
         {"x://h/p?a%23b#f", "x|h|p|a#b|f", "x://h/p?a#b#f"},
         {"x://h/p#", "x|h|p||", "x://h/p"},
         {"x://h?q/p", "x|h?q|p||", "x://h?q/p"},
