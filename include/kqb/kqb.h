@@ -3,6 +3,7 @@
 
 #include "kqb/kqbconfigfile.h"
 #include "kqb/kqbconfigoptions.h"
+#include "kqb/kqbconfigoverlay.h"
 #include "kqb/kqbdate.h"
 #include "kqb/kqbdirectorylisting.h"
 #include "kqb/kqbhost.h"

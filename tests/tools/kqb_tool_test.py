@@ -42,6 +42,7 @@ class UsageTest(ToolTest):
             ["nothing"],
             ["config"],
             ["config", "get", "file"],
+            ["overlay", "file", "list"],
             ["options", "--set", "KEY"],
             ["options", "--set", "=value"],
             ["options", "--home", "/nowhere"],
@@ -51,7 +52,7 @@ class UsageTest(ToolTest):
             self.check("", *arguments, code=USAGE)
 
     def test_help_lists_exit_codes(self):
-        for command in ([], ["options"], ["option"], ["config"], ["config", "set"], ["message"]):
+        for command in ([], ["options"], ["option"], ["config"], ["config", "set"], ["overlay"], ["message"]):
             result = run(*command, "--help")
             self.assertEqual(OK, result.returncode)
             self.assertIn(b"Exit codes:", result.stdout)
@@ -153,6 +154,42 @@ class ConfigTest(ToolTest):
             self.config("set", key, value, code=USAGE)
         self.config("comment", "k", "a\rb=c", code=USAGE)
         self.assertEqual("\nk=v\n", self.path.read_text(encoding="utf-8"))
+
+
+class OverlayTest(ToolTest):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.base = Path(folder.name, "base.cfg")
+        self.path = Path(folder.name, "user.cfg")
+        self.base.write_text("# why\nTemp=/tmp\nShared=yes\n", encoding="utf-8")
+
+    def overlay(self, command, *arguments, expected="", code=OK):
+        files = [str(self.base), str(self.path)]
+        self.check(expected, "overlay", *files, command, *arguments, code=code)
+
+    def test_changes_lie_over_the_base(self):
+        self.overlay("list", expected="base Shared=yes\nbase Temp=/tmp\n")
+        self.overlay("set", "TEMP", "/scratch")
+        self.overlay("set", "Own", "-1")
+        self.overlay("comment", "shared", "as it was")
+        self.overlay("comment", "temp", expected=" why\n")
+        self.overlay("list", expected="overlay Own=-1\nboth Shared=yes\nboth Temp=/scratch\n")
+        files = [str(self.base), str(self.path)]
+        listed = json.loads(run("overlay", *files, "list", "--json").stdout)
+        self.assertEqual({"key": "Own", "base": None, "overlay": "-1", "comment": ""}, listed[0])
+        for key in "own", "shared", "temp":
+            self.overlay("clear", key)
+        self.overlay("list", expected="base Shared=yes\nbase Temp=/tmp\n")
+
+    def test_what_cannot_be_done_leaves_the_files(self):
+        for command, *arguments in ("clear", "temp"), ("clear", "x"), ("comment", "x", "c"):
+            self.overlay(command, *arguments, code=NOT_FOUND)
+        for key, value in ("a=b", "v"), ("#a", "v"), ("a", "v\nb=c"), ("Temp", ""):
+            self.overlay("set", key, value, code=USAGE)
+        self.assertFalse(self.path.exists())
+        self.base.unlink()
+        self.overlay("list", code=FAILURE)
 
 
 class MessageTest(ToolTest):

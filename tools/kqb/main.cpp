@@ -28,6 +28,7 @@ void describe(CLI::App &tool) {
     });
     addOptionsCommands(tool);
     addConfigCommands(tool);
+    addOverlayCommands(tool);
     addMessageCommand(tool);
 }
 
