@@ -1,18 +1,21 @@
 // Makes the library's pool run out on purpose.
 #pragma once
 
+#include <initializer_list>
 #include <new>
 
 #include "kqb/kqbmempool.h"
 #include "support/alloc_faults.h"
 
-// While it lives, this thread can obtain only so many more pool blocks, each of up to 64 bytes, and
-// nothing from the heap. What the code under test gives back it may obtain again.
+// While it lives, this thread can obtain only so many more pool blocks of the classes that are
+// drained, each as large as the last of these allows, and nothing from the heap. What the code under
+// test gives back it may obtain again.
 class PoolFaults {
 public:
-    explicit PoolFaults(unsigned blocks) {
+    explicit PoolFaults(unsigned blocks,
+                        std::initializer_list<unsigned> drained = {16, 256, 1024, 64}) {
         AllocFaults::failFrom(1);
-        for (unsigned size : {16U, 256U, 1024U, 64U}) hold(size);
+        for (unsigned size : drained) hold(size);
         drained_ = count_;
         for (unsigned k = 0; k < blocks; ++k) giveBack();
     }
