@@ -10,6 +10,7 @@
 #include "kqb/kqblog.h"
 #include "kqb/kqbmempool.h"
 #include "kqb/kqbmessage.h"
+#include "kqb/kqbparse.h"
 #include "kqb/kqbpath.h"
 #include "kqb/kqbstring.h"
 #include "kqb/kqbstringformat.h"

@@ -46,13 +46,14 @@ class UsageTest(ToolTest):
             ["options", "--set", "KEY"],
             ["options", "--set", "=value"],
             ["options", "--home", "/nowhere"],
+            ["attributes", "a", "--separator", "||"],
             ["message", "many"],
             ["message", *"012345678901"],
         ):
             self.check("", *arguments, code=USAGE)
 
     def test_help_lists_exit_codes(self):
-        for command in ([], ["options"], ["option"], ["config"], ["config", "set"], ["overlay"], ["message"]):
+        for command in ([], ["options"], ["option"], ["config"], ["config", "set"], ["overlay"], ["attributes"], ["message"]):
             result = run(*command, "--help")
             self.assertEqual(OK, result.returncode)
             self.assertIn(b"Exit codes:", result.stdout)
@@ -190,6 +191,17 @@ class OverlayTest(ToolTest):
         self.assertFalse(self.path.exists())
         self.base.unlink()
         self.overlay("list", code=FAILURE)
+
+
+class AttributesTest(ToolTest):
+    def test_lists(self):
+        self.check("a=1\nb= 2\nc\nd=\n", "attributes", "a=1; b = 2 ;;c;d=")
+        self.check("a;b=1\n", "attributes", "a%3Bb=1")
+        self.check("a=1;b\nc\n", "attributes", "a=1;b|c", "--separator", "|")
+        self.check("", "attributes", "")
+        listed = json.loads(run("attributes", "a=;b=\"", "--json").stdout)
+        expected = [{"name": "a", "value": None}, {"name": "b", "value": '"'}]
+        self.assertEqual(expected, listed)
 
 
 class MessageTest(ToolTest):

@@ -29,6 +29,7 @@ void describe(CLI::App &tool) {
     addOptionsCommands(tool);
     addConfigCommands(tool);
     addOverlayCommands(tool);
+    addAttributesCommand(tool);
     addMessageCommand(tool);
 }
 
