@@ -1,6 +1,8 @@
 // Everything the library exports.
 #pragma once
 
+#include "kqb/kqbautosingleton.h"
+#include "kqb/kqbblob.h"
 #include "kqb/kqbconfigfile.h"
 #include "kqb/kqbconfigoptions.h"
 #include "kqb/kqbdate.h"
@@ -10,7 +12,10 @@
 #include "kqb/kqbmempool.h"
 #include "kqb/kqbmessage.h"
 #include "kqb/kqbpath.h"
+#include "kqb/kqbreal.h"
+#include "kqb/kqbsingleton.h"
 #include "kqb/kqbstring.h"
 #include "kqb/kqbstringformat.h"
 #include "kqb/kqbtxtfile.h"
 #include "kqb/kqbunicodeconv.h"
+#include "kqb/rtprofiler.h"

@@ -11,3 +11,6 @@ void addConfigCommands(CLI::App &tool);
 
 // message: the text of a catalogue message (message_command.cpp).
 void addMessageCommand(CLI::App &tool);
+
+// decimal: a calculator (decimal_command.cpp).
+void addDecimalCommand(CLI::App &tool);

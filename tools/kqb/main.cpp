@@ -29,6 +29,7 @@ void describe(CLI::App &tool) {
     addOptionsCommands(tool);
     addConfigCommands(tool);
     addMessageCommand(tool);
+    addDecimalCommand(tool);
 }
 
 int report(char const *text, ExitCode code) {
@@ -38,7 +39,8 @@ int report(char const *text, ExitCode code) {
 }
 
 int run(int argc, char **argv) {
-    CLI::App tool("Looks into the kqb library: options, configuration files, messages.", "kqb");
+    CLI::App tool("Looks into the kqb library: options, configuration files, messages, decimals.",
+                  "kqb");
     describe(tool);
     try {
         tool.parse(argc, argv);  // runs the command
