@@ -5,6 +5,7 @@
 #include "kqb/kqbblob.h"
 #include "kqb/kqbconfigfile.h"
 #include "kqb/kqbconfigoptions.h"
+#include "kqb/kqbdatavar.h"
 #include "kqb/kqbdate.h"
 #include "kqb/kqbdirectorylisting.h"
 #include "kqb/kqbhost.h"

@@ -48,11 +48,12 @@ class UsageTest(ToolTest):
             ["message", "many"],
             ["message", *"012345678901"],
             ["decimal", "1", "+", "2"],
+            ["type"],
         ):
             self.check("", *arguments, code=USAGE)
 
     def test_help_lists_exit_codes(self):
-        for command in "", "options", "option", "config", "config set", "message", "decimal":
+        for command in "", "options", "option", "config", "config set", "message", "decimal", "type":
             result = run(*command.split(), "--help")
             self.assertEqual(OK, result.returncode)
             self.assertIn(b"Exit codes:", result.stdout)
@@ -222,6 +223,17 @@ class DecimalTest(ToolTest):
         result = run("decimal", "2/3", "--json")
         expected = {"expression": "2/3", "value": "0." + 51 * "6" + "7", "rounded": True}
         self.assertEqual(expected, json.loads(result.stdout))
+
+
+class TypeTest(ToolTest):
+    def test_types(self):
+        self.check("code=3\nname=Real\n", "type", "real")
+        self.check("code=5\nname=Date\ndateOrder=2\n", "type", "date (ymd)")
+        self.check("code=0\nname=Unknown\n", "type", "UNKNOWN")
+        for name in "Numeric", "", "Date(MDY)":
+            self.check("", "type", name, code=NOT_FOUND)
+        result = run("type", "Date (DMY)", "--json")
+        self.assertEqual({"code": 5, "name": "Date", "dateOrder": 1}, json.loads(result.stdout))
 
 
 if __name__ == "__main__":

@@ -14,3 +14,6 @@ void addMessageCommand(CLI::App &tool);
 
 // decimal: a calculator (decimal_command.cpp).
 void addDecimalCommand(CLI::App &tool);
+
+// type: a value type by its name (type_command.cpp).
+void addTypeCommand(CLI::App &tool);
