@@ -2,7 +2,7 @@
 """Runs the benchmark programs of a folder and prints how the library fares against its peers.
 
 Usage: ratios.py FOLDER [NAME...]     NAME: mempool, string, format, date, configfile, options, parse,
-                                      lifecycle; all of them when none is given
+                                      lifecycle, cursor; all of them when none is given
 
 Every row is named "work/who". The ratio is the peer's median time over the library's, of several
 repetitions taken in random order in one process: above 1 the library is faster.
@@ -43,9 +43,16 @@ REACH = [
     (r"option look-up, 2", "map+shared_mutex", 3.4),
     (r"attributes of 1 KB, pieces", "string_view", 0.7),
     (r"initialise", "poco", 1.8),
+    (r"insert, ", "SQLite", 5.0),
+    (r"insert, ", "vectors", 0.8),
+    (r"scan, ", "SQLite", 3.0),
+    (r"space, ", "SQLite", 1.0),
+    (r"copy, ", "own insert and scan", 1.0),
+    (r"spill", "64 KiB batches", 0.7),
 ]
 
-PROGRAMS = ["mempool", "string", "format", "date", "configfile", "options", "parse", "lifecycle"]
+PROGRAMS = ["mempool", "string", "format", "date", "configfile", "options", "parse", "lifecycle",
+            "cursor"]
 
 # Rows with two threads get a process of their own: one that ever had a second thread keeps paying
 # for it in the rows with one.
@@ -81,7 +88,10 @@ def run_pass(folder, name, only):
     return medians
 
 
+# Rows about space tell bytes in place of time.
 def time_of(entry):
+    if "bytes_a_row" in entry:
+        return entry["bytes_a_row"]
     scale = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}[entry["time_unit"]]
     return entry["real_time"] * scale
 

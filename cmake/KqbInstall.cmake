@@ -5,8 +5,8 @@ install(TARGETS kqb EXPORT kqbTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
     INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/kqb" DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-# The one piece of the platform that value types compile in; found from their own folder.
-install(FILES "${PROJECT_SOURCE_DIR}/platform/kqatom.h"
+# The pieces of the platform that value types compile in; found from their own folder.
+install(FILES "${PROJECT_SOURCE_DIR}/platform/kqatom.h" "${PROJECT_SOURCE_DIR}/platform/decsext.h"
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kqb/platform)
 
 install(EXPORT kqbTargets NAMESPACE kqb:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/kqb)

@@ -17,14 +17,19 @@
 //   is read as the standard says: such a coefficient is zero. Results are canonical.
 // - A signaling NaN as operand sets DEC_Invalid_operation and gives a quiet NaN with its payload;
 //   a quiet NaN passes through with its payload (the first one, a signaling one before a quiet one).
+// - A payload has at most 51 digits.
+// - An operation that would have to round and whose rounding is none of the eight gives NaN (0 when
+//   it gives an integer) with DEC_Invalid_context.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
+#include "platform/decsext.h"
+
 // --- Contexts ---------------------------------------------------------------------------------
 
-enum rounding {
+enum rounding : int {
     DEC_ROUND_CEILING = 0,    // towards +infinity
     DEC_ROUND_UP = 1,         // away from zero
     DEC_ROUND_HALF_UP = 2,    // to nearest, a tie away from zero
@@ -96,10 +101,6 @@ enum {
     DECSEXT_String = 72,  // bytes that the longest text takes, with its NUL
 };
 
-struct decSext {
-    std::uint64_t words[3];  // least significant first
-};
-
 // Constants. The NaN is the canonical quiet one: positive, without payload.
 decSext *decSextZero(decSext *result);  // +0, exponent 0
 decSext *decSextNaN(decSext *result);
@@ -124,7 +125,7 @@ std::int32_t decSextDigits(decSext const *value);
 std::int32_t decSextGetExponent(decSext const *value);
 
 // The same coefficient and sign with another exponent: the value is multiplied by a power of ten.
-// Brought into range as any result is (overflow, subnormal, clamping). Infinity and NaN stay.
+// Brought into range as any result is (overflow, subnormal, clamping). Infinity stays, NaN passes.
 decSext *decSextSetExponent(decSext *result, decSext const *value, decContext *context,
                             std::int32_t exponent);
 
@@ -137,8 +138,9 @@ std::int32_t decSextToBCD(decSext const *value, std::int32_t *exponent, std::uin
 decSext *decSextByteSwap(decSext *result, decSext const *value);
 
 // Conversions of binary numbers. Whole numbers are exact, exponent 0. A double is the shortest
-// decimal that reads back to it (at most 17 digits), so that 0.1 gives 0.1; infinities, NaN and
-// the sign of zero pass.
+// decimal that reads back to it (at most 17 digits), so that 0.1 gives 0.1, its last digit not 0;
+// but a whole number below 2^53 has exponent 0. Infinities and the sign of zero pass; any NaN is
+// the constant one.
 decSext *decSextFromInt64(decSext *result, std::int64_t value);
 decSext *decSextFromUInt64(decSext *result, std::uint64_t value);
 decSext *decSextFromDouble(decSext *result, double value, decContext *context);
@@ -150,12 +152,14 @@ std::uint64_t decSextToUInt64(decSext const *value, decContext *context, roundin
 std::uint32_t decSextToUInt32(decSext const *value, decContext *context, rounding round);
 
 // The nearest double, a tie to even; infinity beyond the largest, with DEC_Overflow and
-// DEC_Inexact. DEC_Inexact when the double is not exactly the value.
+// DEC_Inexact. DEC_Inexact when the double is not exactly the value. NaN gives NaN, a signaling one
+// with DEC_Invalid_operation.
 double decSextToDouble(decSext const *value, decContext *context);
 
 // Text to number: optional sign, digits with at most one point (one digit at least), optional
 // exponent; or "Infinity", "Inf", "NaN", "sNaN" in any case, NaN with an optional payload of
-// digits. The whole text, no blanks. Anything else is a quiet NaN with DEC_Conversion_syntax.
+// at most 51 digits. The whole text, no blanks. Anything else is a quiet NaN with
+// DEC_Conversion_syntax.
 // Any number of digits is read, and rounded once. The second form takes a length and accepts
 // any bytes, a NUL being one that no number has.
 decSext *decSextFromString(decSext *result, char const *text, decContext *context);
@@ -208,7 +212,7 @@ decSext *decSextCompare(decSext *result, decSext const *left, decSext const *rig
 using decimal192 = decSext;
 
 struct decNumber {
-    std::uint64_t coefficient[3];  // below 10^52, least significant word first
+    std::uint64_t coefficient[3];  // least significant word first; 10^52 and above count as 0
     std::int32_t exponent;
     std::uint8_t bits;  // DECNEG, DECINF, DECNAN, DECSNAN
 };
@@ -220,7 +224,8 @@ decNumber *decimal192ToNumber(decimal192 const *value, decNumber *result);
 // Brings the number into the format: rounded, clamped, overflowed as any result is.
 decimal192 *decimal192FromNumber(decimal192 *result, decNumber const *value, decContext *context);
 
-// The square root, correctly rounded half-even to the context's digits (1 to 52) whatever the
-// context's rounding, with the exponent that an exact root prefers: half of the operand's, rounded
-// down. Negative (zero apart): NaN with DEC_Invalid_operation.
+// The square root, correctly rounded half-even to the context's digits whatever the context's
+// rounding, with the exponent that an exact root prefers: half of the operand's, rounded down.
+// Negative (zero apart): NaN with DEC_Invalid_operation. Digits other than 1 to 52: NaN with
+// DEC_Invalid_context.
 decNumber *decNumberSquareRoot(decNumber *result, decNumber const *value, decContext *context);

@@ -52,6 +52,18 @@ np_fio_error np_fio_read_at(np_fio_file file, long long position, void *data, st
 np_fio_error np_fio_write_at(np_fio_file file, long long position, void const *data,
                              std::size_t size);
 
+// A piece of memory in a transfer of several; writing does not change it.
+struct np_fio_part {
+    void *data;
+    std::size_t size;
+};
+
+// The same for bytes that lie together in the file and in several pieces, in order, in memory.
+np_fio_error np_fio_read_parts_at(np_fio_file file, long long position, np_fio_part const *parts,
+                                  int partCount, std::size_t *count);
+np_fio_error np_fio_write_parts_at(np_fio_file file, long long position, np_fio_part const *parts,
+                                   int partCount);
+
 // Moves the position; *position (may be null) receives the new one, from the start.
 np_fio_error np_fio_seek(np_fio_file file, long long offset, np_fio_origin origin,
                          long long *position);

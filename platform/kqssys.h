@@ -53,8 +53,20 @@ char const *np_lcinfo_charset();
 // NUL. Returns 0, or 1 when buffer is too small.
 int np_uniq_s64(char *buffer, int size);
 
-// A monotonic time stamp in nanoseconds.
-long long np_stamp_get();
+// A moment on a clock that only goes forward, in nanoseconds from some start.
+typedef long long np_stamp;
+np_stamp np_stamp_current();
+
+// A span of time in whole microseconds, in units that add up: milliseconds and microseconds are
+// below 1000.
+struct np_stamp_span {
+    long long seconds;
+    short milliseconds;
+    short microseconds;
+};
+
+// The time from start to end; none where end is not behind start.
+void np_stamp_diff(np_stamp start, np_stamp end, np_stamp_span *span);
 
 // Makes time stamps come from the system call, never from a processor counter.
 void np_stamp_set_safe_mode();

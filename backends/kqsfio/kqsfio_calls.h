@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -22,6 +23,8 @@ struct Calls {
     ssize_t (*pread)(int file, void *data, size_t size, off_t position);
     ssize_t (*write)(int file, void const *data, size_t size);
     ssize_t (*pwrite)(int file, void const *data, size_t size, off_t position);
+    ssize_t (*preadv)(int file, struct iovec const *pieces, int count, off_t position);
+    ssize_t (*pwritev)(int file, struct iovec const *pieces, int count, off_t position);
     off_t (*lseek)(int file, off_t offset, int origin);
     int (*ftruncate)(int file, off_t size);
     int (*fsync)(int file);

@@ -1,5 +1,6 @@
 // Open files.
 #include <algorithm>
+#include <numeric>
 
 #include "backends/kqsfio/kqsfio_calls.h"
 
@@ -67,6 +68,29 @@ char const *at(void const *data, std::size_t offset) {
     return static_cast<char const *>(data) + offset;
 }
 
+// One vectored call takes this many pieces; the rest goes with the next.
+constexpr int kMaxPieces = 256;
+
+std::size_t sizeOf(np_fio_part const *parts, int count) {
+    return std::accumulate(
+        parts, parts + count, std::size_t{0},
+        [](std::size_t sum, np_fio_part const &part) { return sum + part.size; });
+}
+
+// The pieces behind the first `done` bytes, as many as one call takes. Returns their number.
+int piecesBehind(std::size_t done, np_fio_part const *parts, int count, iovec *pieces) {
+    int filled = 0;
+    for (np_fio_part const *part = parts; part != parts + count && filled < kMaxPieces; ++part) {
+        if (done >= part->size) {
+            done -= part->size;
+            continue;
+        }
+        pieces[filled++] = {at(part->data, done), part->size - done};
+        done = 0;
+    }
+    return filled;
+}
+
 void describe(struct stat const &from, np_fio_info *info) {
     info->size = from.st_size;
     info->kind = kindOf(from.st_mode);
@@ -130,6 +154,24 @@ np_fio_error np_fio_write_at(np_fio_file file, long long position, void const *d
                              std::size_t size) {
     return writeAll(size, [=](std::size_t done, std::size_t rest) {
         return calls.pwrite(file, at(data, done), rest, position + static_cast<off_t>(done));
+    });
+}
+
+np_fio_error np_fio_read_parts_at(np_fio_file file, long long position, np_fio_part const *parts,
+                                  int partCount, std::size_t *count) {
+    return readAll(sizeOf(parts, partCount), count, [=](std::size_t done, std::size_t) {
+        iovec pieces[kMaxPieces];
+        int const number = piecesBehind(done, parts, partCount, pieces);
+        return calls.preadv(file, pieces, number, position + static_cast<off_t>(done));
+    });
+}
+
+np_fio_error np_fio_write_parts_at(np_fio_file file, long long position, np_fio_part const *parts,
+                                   int partCount) {
+    return writeAll(sizeOf(parts, partCount), [=](std::size_t done, std::size_t) {
+        iovec pieces[kMaxPieces];
+        int const number = piecesBehind(done, parts, partCount, pieces);
+        return calls.pwritev(file, pieces, number, position + static_cast<off_t>(done));
     });
 }
 

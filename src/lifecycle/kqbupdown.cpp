@@ -5,6 +5,7 @@
 #include <new>
 
 #include "config/kqbconfigoptions_internal.h"
+#include "config/kqbsingleton_internal.h"
 #include "core/kqbassert_internal.h"
 #include "core/kqblog_internal.h"
 #include "core/kqbmempool_internal.h"
@@ -34,7 +35,6 @@ bool gMessageLocationSet = false;
 char gModuleDirectory[kKqbMaxPath + 1];
 char gInitializationMessage[kInitializationMessageSize];
 char gStartupMessage[kKqbMessageSize];
-kqLock *gSingletonMutex = nullptr;
 ShutdownHandler *gShutdownHandlers = nullptr;  // newest first; kept for the life of the process
 
 bool fail(char const *text) {
@@ -70,8 +70,7 @@ bool initializeBuildingBlocks(char const *executablePath, char const *mxPath) {
 bool createMutexes() {
     kqbSetGlobalMutex(kqLockCreate(0, 0));
     if (kqbGlobalMutex() == nullptr) return fail("Failed to create global mutex");
-    gSingletonMutex = kqLockCreate(0, 0);
-    return gSingletonMutex != nullptr || fail("Failed to create singleton mutex");
+    return kqbSingletonsStart() || fail("Failed to create singleton mutex");
 }
 
 bool startPool() {
@@ -125,11 +124,8 @@ void destroyMutexes(bool logged) {
         kqbSetGlobalMutex(nullptr);
         kqLockDestroy(mutex);
     }
-    if (gSingletonMutex != nullptr) {
-        step(logged, "kqbShutdown destroying global singleton mutex");
-        kqLockDestroy(gSingletonMutex);
-        gSingletonMutex = nullptr;
-    }
+    step(logged, "kqbShutdown destroying global singleton mutex");
+    kqbSingletonsStop();
 }
 
 void takeDown(bool logged) {

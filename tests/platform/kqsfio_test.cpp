@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "backends/kqsfio/kqsfio_calls.h"
 #include "tests/support/temporary_folder.h"
@@ -98,10 +99,17 @@ TEST_F(KqsfioFaults, InterruptedAndShortTransfersGoOn) {
     calls.pwrite = [](int file, void const *data, size_t size, off_t position) {
         return ::pwrite(file, data, std::min<size_t>(size, 4), position);
     };
+    calls.preadv = [](int file, iovec const *pieces, int count, off_t position) {
+        return ::preadv(file, pieces, std::min(count, 1), position);
+    };
+    calls.pwritev = [](int file, iovec const *pieces, int, off_t position) {
+        return ::pwrite(file, pieces->iov_base, std::min<size_t>(pieces->iov_len, 2), position);
+    };
     for (auto const interrupt :
-         {fail<&Calls::read>, fail<&Calls::write>, fail<&Calls::pread>, fail<&Calls::pwrite>,
-          fail<&Calls::open>, fail<&Calls::ftruncate>, fail<&Calls::fsync>, fail<&Calls::fchmod>,
-          fail<&Calls::rename>, fail<&Calls::getrandom>}) {
+         {fail<&Calls::preadv>, fail<&Calls::pwritev>, fail<&Calls::read>, fail<&Calls::write>,
+          fail<&Calls::pread>, fail<&Calls::pwrite>, fail<&Calls::open>, fail<&Calls::ftruncate>,
+          fail<&Calls::fsync>, fail<&Calls::fchmod>, fail<&Calls::rename>,
+          fail<&Calls::getrandom>}) {
         interrupt(EINTR, 2);
     }
     std::string const path = folder_.write("f", "");
@@ -111,6 +119,10 @@ TEST_F(KqsfioFaults, InterruptedAndShortTransfersGoOn) {
     EXPECT_EQ(NP_FIO_OK, np_fio_write(file, "0123456789x", 11));
     EXPECT_EQ(NP_FIO_OK, np_fio_write_at(file, 4, "abcdef", 6));
     EXPECT_EQ(NP_FIO_OK, np_fio_truncate(file, 10));
+    np_fio_part const parts[] = {{text, 3}, {text + 3, 2}};
+    EXPECT_EQ(NP_FIO_OK, np_fio_read_parts_at(file, 2, parts, 2, &count));
+    EXPECT_EQ("23abc", std::string(text, count));
+    EXPECT_EQ(NP_FIO_OK, np_fio_write_parts_at(file, 2, parts, 2));
     EXPECT_EQ(NP_FIO_OK, np_fio_read_at(file, 3, text, 5, &count));
     EXPECT_EQ("3abcd", std::string(text, count));
     EXPECT_EQ(NP_FIO_OK, np_fio_seek(file, -10, NP_FIO_FROM_END, nullptr));
@@ -121,6 +133,31 @@ TEST_F(KqsfioFaults, InterruptedAndShortTransfersGoOn) {
     EXPECT_EQ("new", folder_.read("f"));
     calls.write = [](int, void const *, size_t) -> ssize_t { return 0; };
     EXPECT_EQ(EIO, np_fio_write(1, "x", 1)) << "a device that takes nothing";
+}
+
+TEST_F(KqsfioFaults, PiecesOfAnyNumberAndSizeMakeOneTransfer) {
+    std::string from(60000, '\0'), to(60000, '\0');
+    for (std::size_t i = 0; i < from.size(); ++i) from[i] = static_cast<char>(i * 7 / 3);
+    std::vector<np_fio_part> sources, targets;
+    for (std::size_t start = 0, i = 0; start < from.size(); ++i) {
+        std::size_t const size = std::min(i % 7 * 50, from.size() - start);
+        sources.push_back({&from[start], size});
+        targets.push_back({&to[start], size});
+        start += size;
+    }
+    int const parts = static_cast<int>(sources.size());
+    ASSERT_GT(parts, 300);
+    np_fio_file const file = open(folder_.write("f", "head"), NP_FIO_UPDATE);
+    std::size_t count = 0;
+    EXPECT_EQ(NP_FIO_OK, np_fio_write_parts_at(file, 4, sources.data(), parts));
+    EXPECT_EQ("head" + from, folder_.read("f"));
+    EXPECT_EQ(NP_FIO_OK, np_fio_read_parts_at(file, 4, targets.data(), parts, &count));
+    EXPECT_TRUE(count == from.size() && to == from);
+    EXPECT_EQ(NP_FIO_OK, np_fio_read_parts_at(file, 60000, targets.data(), parts, &count));
+    EXPECT_EQ(4U, count);
+    fail<&Calls::pwritev>(ENOSPC, 1);
+    EXPECT_EQ(ENOSPC, np_fio_write_parts_at(file, 4, sources.data(), parts));
+    EXPECT_EQ(NP_FIO_OK, np_fio_close(file));
 }
 
 TEST_F(KqsfioFaults, FailedReplacementLeavesTheOldFileAlone) {

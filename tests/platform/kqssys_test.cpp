@@ -8,6 +8,7 @@
 #include <regex>
 #include <set>
 #include <string>
+#include <tuple>
 
 #include "tests/support/temporary_folder.h"
 
@@ -62,15 +63,36 @@ TEST(KqssysIdentifier, RandomAndWellFormed) {
 }
 
 TEST(KqssysStamp, IsMonotonicInBothModes) {
-    long long last = np_stamp_get();
+    long long last = np_stamp_current();
     for (int i = 0; i < 2000; ++i) {
         if (i == 1000) np_stamp_set_safe_mode();
-        long long const now = np_stamp_get();
+        long long const now = np_stamp_current();
         EXPECT_LE(last, now);
         last = now;
     }
     usleep(2000);
-    EXPECT_LE(last + 2'000'000, np_stamp_get()) << "nanoseconds";
+    EXPECT_LE(last + 2'000'000, np_stamp_current()) << "nanoseconds";
+}
+
+TEST(KqssysStamp, DifferenceInUnits) {
+    struct {
+        np_stamp start, end;
+        np_stamp_span span;
+    } const cases[] = {
+        {5, 5, {0, 0, 0}},
+        {0, 999, {0, 0, 0}},
+        {999, 1'999, {0, 0, 1}},
+        {0, 999'999'999, {0, 999, 999}},
+        {-7, 61'002'003'993, {61, 2, 4}},
+        {2'000, 1'000, {0, 0, 0}},
+    };
+    for (auto const &c : cases) {
+        np_stamp_span span;
+        np_stamp_diff(c.start, c.end, &span);
+        EXPECT_EQ(std::tie(span.seconds, span.milliseconds, span.microseconds),
+                  std::tie(c.span.seconds, c.span.milliseconds, c.span.microseconds))
+            << c.end;
+    }
 }
 
 }  // namespace

@@ -49,12 +49,15 @@ class UsageTest(ToolTest):
             ["attributes", "a", "--separator", "||"],
             ["message", "many"],
             ["message", *"012345678901"],
+            ["decimal", "1", "+", "2"],
+            ["type"],
         ):
             self.check("", *arguments, code=USAGE)
 
     def test_help_lists_exit_codes(self):
-        for command in ([], ["options"], ["option"], ["config"], ["config", "set"], ["overlay"], ["attributes"], ["message"]):
-            result = run(*command, "--help")
+        commands = "options,option,config,config set,overlay,attributes,message,decimal,type"
+        for command in ["", *commands.split(",")]:
+            result = run(*command.split(), "--help")
             self.assertEqual(OK, result.returncode)
             self.assertIn(b"Exit codes:", result.stdout)
 
@@ -218,6 +221,69 @@ class MessageTest(ToolTest):
         self.message("", "99999", code=NOT_FOUND)
         self.message("", "444", "--catalog", "Nothing", code=NOT_FOUND)
         self.message("", "444", "--locale", "!!", code=USAGE)
+
+
+class DecimalTest(ToolTest):
+    def decimal(self, expected, expression, code=OK):
+        self.check(expected, "decimal", "--", expression, code=code)
+
+    def test_values(self):
+        for expression, expected in (
+            ("1 + 2 * 3 - -4", "11"),
+            ("-(1.5 - 4) / 2.0", "1.25"),
+            ("1e3+.5E-1", "1000.05"),
+            ("1/3", "0." + 52 * "3" + " (rounded)"),
+            ("1/3*0", "0 (rounded)"),
+            ("sqrt(16) + abs(-1) + mod(5, 3)", "4"),
+            ("round(2.345, 2) + floor(-1.5) + ceiling(1.5)", "3.35"),
+            ("12345678901234567890123456 * 1e30 + 7e26", "1.23456789012345678901234560007E+55"),
+            ("(1e52 - 1) * 1e9", "9." + 51 * "9" + "E+60"),
+            ("-(1e52 - 1) * 1e9", "-9." + 51 * "9" + "E+60"),
+            ("1e-20 * 1." + 50 * "1" + "2", "0." + 19 * "0" + 51 * "1" + "2"),
+            (52 * "9" + ".4", 52 * "9" + " (rounded)"),
+            (200 * "(" + "1" + 200 * ")", "1"),
+        ):
+            self.decimal(expected + "\n", expression)
+
+    def test_failures_name_their_position(self):
+        for expression, position, code in (
+            ("", 1, USAGE),
+            ("1 +", 4, USAGE),
+            ("1 2", 3, USAGE),
+            ("(1", 3, USAGE),
+            ("1.2.3", 1, USAGE),
+            ("2e", 1, USAGE),
+            ("é", 1, USAGE),
+            ("1 + “2”", 5, USAGE),
+            ("power(2)", 1, USAGE),
+            ("round(1)", 8, USAGE),
+            ("round(1, 0.5)", 1, USAGE),
+            (100000 * "(", 257, USAGE),
+            (100000 * "-", 257, USAGE),
+            ("1 + 2 / (1 - 1)", 7, FAILURE),
+            ("1 + sqrt(-4)", 5, FAILURE),
+            ("mod(1, 0)", 1, FAILURE),
+            ("round(1, 99)", 1, FAILURE),
+        ):
+            result = run("decimal", "--", expression)
+            self.assertEqual((code, b""), (result.returncode, result.stdout), expression[:20])
+            self.assertIn(f" at position {position} of ".encode(), result.stderr)
+
+    def test_json(self):
+        result = run("decimal", "2/3", "--json")
+        expected = {"expression": "2/3", "value": "0." + 51 * "6" + "7", "rounded": True}
+        self.assertEqual(expected, json.loads(result.stdout))
+
+
+class TypeTest(ToolTest):
+    def test_types(self):
+        self.check("code=3\nname=Real\n", "type", "real")
+        self.check("code=5\nname=Date\ndateOrder=2\n", "type", "date (ymd)")
+        self.check("code=0\nname=Unknown\n", "type", "UNKNOWN")
+        for name in "Numeric", "", "Date(MDY)":
+            self.check("", "type", name, code=NOT_FOUND)
+        result = run("type", "Date (DMY)", "--json")
+        self.assertEqual({"code": 5, "name": "Date", "dateOrder": 1}, json.loads(result.stdout))
 
 
 if __name__ == "__main__":

@@ -14,7 +14,7 @@ char const kFooter[] =
     "  0  done\n"
     "  1  the library reports a failure, or output cannot be written\n"
     "  2  the command line is not understood\n"
-    "  3  the option, entry or message asked for does not exist\n"
+    "  3  the option, entry, message or type asked for does not exist\n"
     "\n"
     "Arguments that begin with a dash go behind '--'.";
 
@@ -31,6 +31,8 @@ void describe(CLI::App &tool) {
     addOverlayCommands(tool);
     addAttributesCommand(tool);
     addMessageCommand(tool);
+    addDecimalCommand(tool);
+    addTypeCommand(tool);
 }
 
 int report(char const *text, ExitCode code) {
@@ -40,7 +42,9 @@ int report(char const *text, ExitCode code) {
 }
 
 int run(int argc, char **argv) {
-    CLI::App tool("Looks into the kqb library: options, configuration files, messages.", "kqb");
+    CLI::App tool(
+        "Looks into the kqb library: options, configuration files, messages, decimals, types.",
+        "kqb");
     describe(tool);
     try {
         tool.parse(argc, argv);  // runs the command

@@ -1,0 +1,169 @@
+#include <utility>
+
+#include "backends/decnumber/decnumber_core.h"
+
+namespace decnumber {
+namespace {
+
+// --- Multiply ---------------------------------------------------------------------------------
+
+decSext *finishProduct(decSext *result, Words6 const &product, Finite const &parts,
+                       decContext *context) {
+    int const dropped = digitsOf(product) - kDigits;
+    if (dropped <= 0) {
+        return finishExact(result, parts.isNegative, parts.exponent, resized<3>(product), context);
+    }
+    Rest rest;
+    Words3 const coefficient = dropDigits(product, dropped, rest);
+    return finishRounded(result, {coefficient, parts.exponent + dropped, parts.isNegative}, rest,
+                         true, context);
+}
+
+decSext *multiplyFinite(decSext *result, Finite const &a, Finite const &b, decContext *context) {
+    std::int64_t const exponent = a.exponent + b.exponent - DECSEXT_Bias;
+    bool const isNegative = a.isNegative != b.isNegative;
+    if ((a.coefficient[1] | a.coefficient[2] | b.coefficient[1] | b.coefficient[2]) == 0) {
+        Wide const product = Wide{a.coefficient[0]} * b.coefficient[0];
+        return finishExact(result, isNegative, exponent, {{lowWord(product), highWord(product), 0}},
+                           context);
+    }
+    return finishProduct(result, multiply(a.coefficient, b.coefficient), {{}, exponent, isNegative},
+                         context);
+}
+
+bool isZeroOf(decSext const &value) { return decSextIsZero(&value); }
+
+// The product of two of which one at least is an infinity, and none a NaN.
+decSext *multiplyInfinity(decSext *result, decSext const &left, decSext const &right,
+                          decContext *context) {
+    if (isZeroOf(left) || isZeroOf(right)) {
+        return setInvalid(result, context, DEC_Invalid_operation);
+    }
+    return setInfinity(result, isNegative(left) != isNegative(right));
+}
+
+// --- Multiply and add -------------------------------------------------------------------------
+
+// Room for a product moved up by as many digits as can matter: 104 + 110, or 52 + 165 of them.
+using Long = Words<12>;
+constexpr int kProductReach = 110;
+constexpr int kAddendReach = 165;
+
+void scaleUp(Long &a, std::int64_t power) {
+    constexpr int kStep = 19;
+    for (; power >= kStep; power -= kStep) multiplySmall(a, kPowers[kStep][0], 0);
+    multiplySmall(a, kPowers[power][0], 0);
+}
+
+// Brings two numbers to one exponent. Where the lower one lies so far below that it can no more
+// than tip the balance, the least number does that as well.
+std::int64_t alignLong(Long &high, std::int64_t highExponent, Long &low, std::int64_t lowExponent,
+                       int reach) {
+    std::int64_t gap = highExponent - lowExponent;
+    if (gap > reach) {
+        gap = reach;
+        low = {{isZero(low) ? Word{0} : Word{1}}};
+    }
+    scaleUp(high, gap);
+    return highExponent - gap;
+}
+
+// Drops digits by 19 until there are 104 at most, and still more than 52.
+Words6 shortened(Long &a, std::int64_t &exponent, Rest &rest) {
+    constexpr int kStep = 19;
+    constexpr int kMostBits = 345;
+    while (bitLength(a) > kMostBits) {
+        Wide remainder = 0;
+        for (int i = 11; i >= 0; --i) {
+            remainder = wide(lowWord(remainder), a[i]);
+            a[i] = lowWord(remainder / kPowers[kStep][0]);
+            remainder %= kPowers[kStep][0];
+        }
+        if (remainder) rest = Rest::belowHalf;
+        exponent += kStep;
+    }
+    return resized<6>(a);
+}
+
+decSext *finishLong(decSext *result, Long &sum, Finite parts, decContext *context) {
+    Rest earlier = Rest::none;
+    Words6 const six = shortened(sum, parts.exponent, earlier);
+    int const dropped = digitsOf(six) - kDigits;
+    if (dropped <= 0) {
+        return finishExact(result, parts.isNegative, parts.exponent, resized<3>(six), context);
+    }
+    Rest rest;
+    parts.coefficient = dropDigits(six, dropped, rest);
+    parts.exponent += dropped;
+    return finishRounded(result, parts, joined(rest, earlier), true, context);
+}
+
+decSext *fmaLong(decSext *result, Words6 const &product, Finite const &parts, Finite const &c,
+                 decContext *context) {
+    Long a = resized<12>(product);
+    Long b = resized<12>(c.coefficient);
+    Finite sum = parts;
+    if (isZero(b) && parts.exponent <= c.exponent) return finishLong(result, a, sum, context);
+    sum.exponent = parts.exponent >= c.exponent
+                       ? alignLong(a, parts.exponent, b, c.exponent, kProductReach)
+                       : alignLong(b, c.exponent, a, parts.exponent, kAddendReach);
+    if (parts.isNegative == c.isNegative) {
+        add(a, b);
+        return finishLong(result, a, sum, context);
+    }
+    if (isLess(a, b)) {
+        sum.isNegative = c.isNegative;
+        std::swap(a, b);
+    }
+    subtract(a, b);
+    if (isZero(a)) sum.isNegative = context->round == DEC_ROUND_FLOOR;
+    return finishLong(result, a, sum, context);
+}
+
+decSext *fmaFinite(decSext *result, Finite const &a, Finite const &b, Finite const &c,
+                   decContext *context) {
+    Words6 const product = multiply(a.coefficient, b.coefficient);
+    Finite parts = {resized<3>(product), a.exponent + b.exponent - DECSEXT_Bias,
+                    a.isNegative != b.isNegative};
+    if (bitLength(product) <= kCoefficientBits) {
+        return addFinite(result, parts, c, context);
+    }
+    return fmaLong(result, product, parts, c, context);
+}
+
+decSext *fmaSpecial(decSext *result, decSext const *left, decSext const *right,
+                    decSext const *addend, decContext *context) {
+    // A NaN of the product comes first, unless only the addend's is a signaling one.
+    decSext product;
+    if (passNaN(&product, {left, right}, context)) {
+        return decSextAdd(result, &product, addend, context);
+    }
+    if (isFinite(*left) && isFinite(*right)) return decSextPlus(result, addend, context);
+    multiplyInfinity(&product, *left, *right, context);
+    if (decSextIsNaN(&product)) return decSextNaN(result);
+    return decSextAdd(result, &product, addend, context);
+}
+
+}  // namespace
+}  // namespace decnumber
+
+using namespace decnumber;
+
+decSext *decSextMultiply(decSext *result, decSext const *left, decSext const *right,
+                         decContext *context) {
+    Finite a, b;
+    if (unpack(*left, a) && unpack(*right, b)) [[likely]] {
+        return multiplyFinite(result, a, b, context);
+    }
+    if (passNaN(result, {left, right}, context)) return result;
+    return multiplyInfinity(result, *left, *right, context);
+}
+
+decSext *decSextFMA(decSext *result, decSext const *left, decSext const *right,
+                    decSext const *addend, decContext *context) {
+    Finite a, b, c;
+    if (unpack(*left, a) && unpack(*right, b) && unpack(*addend, c)) [[likely]] {
+        return fmaFinite(result, a, b, c, context);
+    }
+    return fmaSpecial(result, left, right, addend, context);
+}
