@@ -39,22 +39,12 @@ KeyMap keysOf(KqbConfigFile &file, Origin origin) {
     return keys;
 }
 
-// What get returns. A null text may be the answer or stand for memory that ran out, in which case
-// this throws std::bad_alloc.
-template <class Get>
-KqbString fetched(Get const &get) {
-    unsigned const failures = kqbMemoryFailures();
-    KqbString text = get();
-    if (text.isNull() && kqbMemoryFailures() != failures) throw std::bad_alloc();
-    return text;
-}
-
 KqbString valueIn(KqbConfigFile &file, KqbString const &key) {
-    return fetched([&] { return file.getEntry(key); });
+    return kqbFetched([&] { return file.getEntry(key); });
 }
 
 KqbString commentIn(KqbConfigFile &file, KqbString const &key) {
-    return fetched([&] { return file.getEntryComment(key); });
+    return kqbFetched([&] { return file.getEntryComment(key); });
 }
 
 // Throws std::bad_alloc with the file as before.

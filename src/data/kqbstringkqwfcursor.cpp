@@ -3,6 +3,7 @@
 #include <memory>
 #include <new>
 
+#include "core/kqbmemoryfailures_internal.h"
 #include "data/kqbresidentrowsource_internal.h"
 
 namespace {
@@ -59,7 +60,9 @@ private:
     KqbString text(TextOperation operation, int column) {
         char const *text = nullptr;
         if (operation(source_, column, &text) != 0) return KqbString("", true);
-        return KqbString(text);
+        KqbString const copy(text);
+        if (text != nullptr && copy.isNull()) kqbNoteMemoryFailure();  // it is no absent value
+        return copy;
     }
     void releaseExternal() {
         if (external_ != nullptr) external_->operations->release(external_);

@@ -111,6 +111,15 @@ class OptionsTest(ToolTest):
             self.assertEqual(dsn, options["DSN"])
             self.assertNotIn("s3cret", str(options))
 
+    def test_applied_options_are_undone(self):
+        base = ["options", "--home", home, "--set", "A=1", "--set", "METAPASS=s3cret"]
+        text = "a=2;metapass=x;B=%%A%%;word"
+        self.check("previous a=1\nprevious metapass=********\nnew B\nnew \n", *base, "--apply", text)
+        listed = json.loads(run(*base, "--json", "--apply", text).stdout)
+        self.assertEqual({"key": "a", "value": "1"}, listed["previous"][0])
+        self.assertEqual(["B", None], listed["new"])
+        self.check("", *base, "--apply", "")
+
     def test_json_holds_any_bytes(self):
         options = self.options(env={b"BYTES": b'\xffa"\n\xc3\xa9'})
         self.assertEqual('\ufffda"\né', options["BYTES"])
