@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Runs the benchmark programs of a folder and prints how the library fares against its peers.
 
-Usage: ratios.py FOLDER [NAME...]     NAME: mempool, string, format, date, configfile, options, parse,
-                                      lifecycle, cursor; all of them when none is given
+Usage: ratios.py FOLDER [NAME...]     NAME: mempool, string, format, date, configfile, options,
+                                      parse, lifecycle, cursor; all of them when none is given
 
 Every row is named "work/who". The ratio is the peer's median time over the library's, of several
 repetitions taken in random order in one process: above 1 the library is faster.

@@ -35,6 +35,26 @@ bool store(KqbConfigOptions *options, char const *key, char const *value) {
     return options->setOption(ownKey, ownValue);
 }
 
+// Whether there is an option, and its value. A value that is there but cannot be copied must not
+// pass for a missing one: that throws std::bad_alloc.
+bool lookUp(KqbConfigOptions &options, KqbString const &key, KqbString *value) {
+    if (options.getOption(key, value, false)) return true;
+    if (options.getOption(key, nullptr, false)) throw std::bad_alloc();
+    return false;
+}
+
+// Counts a file and stores its path. False or std::bad_alloc when memory runs out.
+bool stageFile(KqbConfigOptions &files, char const *path) {
+    KqbString const countKey("FileCount", true);
+    KqbString count;
+    int const number = lookUp(files, countKey, &count) ? count.asInt() + 1 : 1;
+    char key[32];
+    std::snprintf(key, sizeof key, "FilePrefix_%4.4d", number);
+    char text[16];
+    std::snprintf(text, sizeof text, "%d", number);
+    return store(&files, countKey.asCstr(), text) && store(&files, key, path);
+}
+
 // A step of an operation that failed: the operation's result and the text for people.
 struct Failure {
     int result;
@@ -63,14 +83,6 @@ bool parse(char const *text, KqbParse *list) {
 }
 
 // --- Undoing ------------------------------------------------------------------------------------
-
-// Whether there is an option, and its value. A value that is there but cannot be copied must not
-// pass for a missing one: that throws std::bad_alloc.
-bool lookUp(KqbConfigOptions &options, KqbString const &key, KqbString *value) {
-    if (options.getOption(key, value, false)) return true;
-    if (options.getOption(key, nullptr, false)) throw std::bad_alloc();
-    return false;
-}
 
 // What undoes changes of the default registry, in two cursors that are released with it unless they
 // are handed over.
@@ -205,14 +217,9 @@ int kqbStartupAddConfigFile(char const *path, char const **errorMessage) {
     KqbGlobalLock const guard;
     KqbConfigOptions *const files = kqbGetConfigOptions(KqbString(kKqbStagedFiles, true));
     if (files == nullptr) return notPossible(errorMessage);
-    KqbString count;
-    int const number = files->getOption("FileCount", &count, false) ? count.asInt() + 1 : 1;
-    char key[32];
-    char text[16];
-    std::snprintf(key, sizeof key, "FilePrefix_%4.4d", number);
-    std::snprintf(text, sizeof text, "%d", number);
-    bool const stored = store(files, "FileCount", text) && store(files, key, path);
-    return stored ? 0 : notPossible(errorMessage);
+    bool isStaged = false;
+    bool const hadMemory = kqbWithMemory([&] { isStaged = stageFile(*files, path); });
+    return hadMemory && isStaged ? 0 : notPossible(errorMessage);
 }
 
 int kqbStartupAddOption(char const *key, char const *value, char const **errorMessage) {

@@ -143,7 +143,7 @@ TEST_F(StartupOptionsTest, cursorsAreReadFromTheirPlaceOn) {
 TEST_F(StartupOptionsTest, pathsOfEveryLength) {
     ASSERT_EQ(initialize(), "");
     EXPECT_STREQ(kqbStartupGetUserPath(), "");
-    for (std::size_t size : {259, 260, 300}) {
+    for (std::size_t size : {259U, 260U, 300U}) {
         std::string const path = "/" + std::string(size - 1, 'p');
         kqbStartupSetUserPath(path.c_str());
         EXPECT_EQ(kqbStartupGetUserPath(), path.substr(0, 259));
@@ -257,6 +257,25 @@ TEST_F(StartupOptionsTest, everyAllocationOfStagingMayFail) {
         std::string const staged = optionsOf(".@=CommandArgs=@.");
         EXPECT_TRUE(result != 0 || staged == all) << n << staged;
         EXPECT_TRUE(all.starts_with(staged)) << n << staged;
+    }
+}
+
+TEST_F(StartupOptionsTest, everyAllocationOfStagingFilesMayFail) {
+    ASSERT_EQ(initialize(), "");
+    std::string const two(2000, '2');
+    bool isDone = false;
+    for (int n = 1; !isDone; ++n) {
+        kqbClearConfigOptions(".@=Files=@.");
+        ASSERT_EQ(kqbStartupAddConfigFile("one", nullptr), 0);
+        AllocFaults::failAt(n);
+        int const result = kqbStartupAddConfigFile(two.c_str(), nullptr);
+        AllocFaults::off();
+        isDone = !AllocFaults::hit();
+        std::string const one = "FilePrefix_0001=one ";
+        std::string const both = "FileCount=2 " + one + "FilePrefix_0002=" + two + " ";
+        std::string const staged = optionsOf(".@=Files=@.");
+        EXPECT_NE(staged.find(one), std::string::npos) << n << staged;
+        EXPECT_TRUE(result != 0 || staged == both) << n << staged;
     }
 }
 
