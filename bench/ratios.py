@@ -62,6 +62,13 @@ REACH = [
     (r"profiler", "two clock_gettime", 0.7),
     (r"variant: ", "QVariant", 1.5),
     (r"variant: ", "Poco::Dynamic::Var", 1.5),
+    (r"attributes of 1 KB, pieces", "string_view", 0.7),
+    (r"insert, ", "SQLite", 5.0),
+    (r"insert, ", "vectors", 0.8),
+    (r"scan, ", "SQLite", 3.0),
+    (r"space, ", "SQLite", 1.0),
+    (r"copy, ", "own insert and scan", 1.0),
+    (r"spill", "64 KiB batches", 0.7),
 ]
 
 # Rows with two threads get a process of their own: one that ever had a second thread keeps paying
@@ -103,7 +110,10 @@ def run_pass(folder, name, only):
     return medians
 
 
+# Rows about space tell bytes in place of time.
 def time_of(entry):
+    if "bytes_a_row" in entry:
+        return entry["bytes_a_row"]
     scale = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}[entry["time_unit"]]
     return entry["real_time"] * scale
 

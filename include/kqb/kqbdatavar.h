@@ -266,6 +266,8 @@ private:
     }
     char const *text() const { return static_cast<char const *>(rep_->data); }
 
+    friend class KqbDatavarAccess;  // the library's own view of values
+
     Instance *rep_ = nullptr;
 };
 

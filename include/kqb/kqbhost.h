@@ -11,7 +11,10 @@
 #include "kqb/kqbtypes.h"
 
 #ifdef __cplusplus
+class KqbStringCursor; /* kqb/kqbstringcursor.h */
 extern "C" {
+#else
+typedef struct KqbStringCursor KqbStringCursor;
 #endif
 
 typedef void (*KqbShutdownHandler)(void *argument);
@@ -64,12 +67,49 @@ KQB_API int kqbStartupAddConfigFile(char const *path, char const **errorMessage)
  * above. */
 KQB_API int kqbStartupAddOption(char const *key, char const *value, char const **errorMessage);
 
+/* Before start-up: imposes the options of an attribute list (kqb/kqbparse.h), such as
+ * "BASE/TEMP=/var/tmp; VERBOSE; TITLE=50%25%3B net", in its order. A bare word becomes an option
+ * with a null value; a value that is missing behind "=" is null too. Returns 0. 1: the text cannot
+ * be parsed, or as kqbStartupAddOption. 2: an attribute cannot be read. The options before a failure
+ * stay staged. text may be null. */
+KQB_API int kqbStartupAddParsedOptions(char const *text, char const **errorMessage);
+
 /* The user's directory, searched besides the configuration directory; at most 259 bytes are kept.
  * Null empties it. kqbInitialize empties it too. */
 KQB_API void kqbStartupSetUserPath(char const *path);
 
 /* The user path, "" when none was set. Valid for the life of the process. */
 KQB_API char const *kqbStartupGetUserPath(void);
+
+/* At any time: sets the options of an attribute list in the default registry, and tells what undoes
+ * that. A bare word is a value of the null key. A value "%%KEY%%" is replaced by the value of that
+ * option, where there is one.
+ *
+ * *previousValues receives the options that were there, in columns "key" and "value", and *newKeys
+ * those that were not, in a column "key"; a row for each attribute, in the list's order. The caller
+ * ends both cursors with release(). A null output is not wanted. To undo, hand previousValues to
+ * kqbStartupSetOptions and then newKeys to kqbStartupDeleteOptions. (A key that the list names twice
+ * has a row in previousValues that holds the list's own first value.)
+ *
+ * Returns 0, or what failed: 1 making the cursors, or the library is not initialised; 2 their
+ * columns, or parsing; 3 reading an attribute; 4 and 5 beginning and completing a row of
+ * previousValues; 6 and 7 of newKeys; 8 completing the cursors; 9 memory ran out as an option was
+ * looked up or set. Options set before a failure stay set, and no cursor tells of them.
+ *
+ * These three take no lock but the registry's, for one option at a time: other threads may see a
+ * part of what they do. */
+KQB_API int kqbStartupSetParsedOptions(char const *text, KqbStringCursor **previousValues,
+                                       KqbStringCursor **newKeys, char const **errorMessage);
+
+/* Sets an option of the default registry for every row: its key is column 0, its value column 1. The
+ * cursor is read from the row behind its place on and stays the caller's; null is one without rows.
+ * Returns 0; 1 when a row cannot be read, memory runs out or the library is not initialised, with
+ * the rows before that done. */
+KQB_API int kqbStartupSetOptions(KqbStringCursor *pairs, char const **errorMessage);
+
+/* Deletes an option of the default registry for every row: its key is column 0. The rest as
+ * above. */
+KQB_API int kqbStartupDeleteOptions(KqbStringCursor *keys, char const **errorMessage);
 
 /* Copies the value of an option, unexpanded, with its NUL. registryName null or empty: the default
  * registry. 0: copied (nothing is written where buffer is null or bufferSize 0 and the value is

@@ -49,13 +49,6 @@ KqbString outOfMemoryText() {
     return kqb_get_message(KQB_BASE_SERVICES, kOutOfMemory, "kqbconfigfile");
 }
 
-// Most texts begin and end in a visible ASCII character and are trimmed already.
-std::string_view trimmed(std::string_view text) {
-    auto const isVisible = [](char c) { return c > ' ' && c < '\x7f'; };
-    if (!text.empty() && isVisible(text.front()) && isVisible(text.back())) return text;
-    return kqbTrimmed(text);
-}
-
 // A guess that keeps the key index from growing step by step, and costs little where it is wrong.
 std::size_t likelyEntries(KqbTxtFile &file) {
     constexpr long long kBytesPerEntry = 48;
@@ -226,7 +219,7 @@ public:
     explicit Reader(KqbConfigFileImpl &target) : target_(target) {}
 
     void takeLine(std::string_view line) {
-        line = target_.texts_.keep(trimmed(line));
+        line = target_.texts_.keep(kqbTrimmed(line));
         std::size_t const equals = line.find('=');
         if (line.starts_with('#')) {
             keepComment();
@@ -235,7 +228,7 @@ public:
             keepComment();
             target_.addLine(line);
         } else {
-            takeEntry(trimmed(line.substr(0, equals)), trimmed(line.substr(equals + 1)));
+            takeEntry(kqbTrimmed(line.substr(0, equals)), kqbTrimmed(line.substr(equals + 1)));
         }
     }
 

@@ -21,6 +21,16 @@ bool kqbWithMemory(Operation const &operation) {
     return false;
 }
 
+// What get returns. A null text may be the answer or stand for memory that ran out, in which case
+// this throws std::bad_alloc.
+template <class Get>
+KqbString kqbFetched(Get const &get) {
+    unsigned const failures = kqbMemoryFailures();
+    KqbString text = get();
+    if (text.isNull() && kqbMemoryFailures() != failures) throw std::bad_alloc();
+    return text;
+}
+
 // A string of these bytes, never null. Throws std::bad_alloc.
 inline KqbString kqbStringOf(std::string_view bytes) {
     if (bytes.empty()) return KqbString("", true);

@@ -43,7 +43,7 @@ std::size_t spaceSize(string_view character) {
 
 }  // namespace
 
-std::string_view kqbTrimmed(std::string_view bytes) {
+std::string_view kqbTrimmedOfSpace(std::string_view bytes) {
     return withoutEnds(bytes, true, true, spaceSize);
 }
 

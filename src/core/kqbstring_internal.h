@@ -34,8 +34,13 @@ inline bool kqbIsContinuation(char byte) {
 std::string_view kqbWholeCharacters(char const *text, std::size_t maxBytes);
 
 // The part of bytes without white space (Unicode White_Space) at its ends, as KqbString::trim
-// leaves it.
-std::string_view kqbTrimmed(std::string_view bytes);
+// leaves it. Most texts begin and end in a visible ASCII character and are trimmed already.
+std::string_view kqbTrimmedOfSpace(std::string_view bytes);
+inline std::string_view kqbTrimmed(std::string_view bytes) {
+    auto const isVisible = [](char c) { return c > ' ' && c < '\x7f'; };
+    if (!bytes.empty() && isVisible(bytes.front()) && isVisible(bytes.back())) return bytes;
+    return kqbTrimmedOfSpace(bytes);
+}
 
 // Room for any text of kqbDoubleText.
 constexpr std::size_t kKqbDoubleText = 32;

@@ -42,9 +42,11 @@ class UsageTest(ToolTest):
             ["nothing"],
             ["config"],
             ["config", "get", "file"],
+            ["overlay", "file", "list"],
             ["options", "--set", "KEY"],
             ["options", "--set", "=value"],
             ["options", "--home", "/nowhere"],
+            ["attributes", "a", "--separator", "||"],
             ["message", "many"],
             ["message", *"012345678901"],
             ["decimal", "1", "+", "2"],
@@ -53,7 +55,8 @@ class UsageTest(ToolTest):
             self.check("", *arguments, code=USAGE)
 
     def test_help_lists_exit_codes(self):
-        for command in "", "options", "option", "config", "config set", "message", "decimal", "type", "uri":
+        commands = "options,option,config,config set,overlay,attributes,message,decimal,type,uri"
+        for command in ["", *commands.split(",")]:
             result = run(*command.split(), "--help")
             self.assertEqual(OK, result.returncode)
             self.assertIn(b"Exit codes:", result.stdout)
@@ -108,6 +111,15 @@ class OptionsTest(ToolTest):
             self.assertEqual(dsn, options["DSN"])
             self.assertNotIn("s3cret", str(options))
 
+    def test_applied_options_are_undone(self):
+        base = ["options", "--home", home, "--set", "A=1", "--set", "METAPASS=s3cret"]
+        text = "a=2;metapass=x;B=%%A%%;word"
+        self.check("previous a=1\nprevious metapass=********\nnew B\nnew \n", *base, "--apply", text)
+        listed = json.loads(run(*base, "--json", "--apply", text).stdout)
+        self.assertEqual({"key": "a", "value": "1"}, listed["previous"][0])
+        self.assertEqual(["B", None], listed["new"])
+        self.check("", *base, "--apply", "")
+
     def test_json_holds_any_bytes(self):
         options = self.options(env={b"BYTES": b'\xffa"\n\xc3\xa9'})
         self.assertEqual('\ufffda"\né', options["BYTES"])
@@ -155,6 +167,53 @@ class ConfigTest(ToolTest):
             self.config("set", key, value, code=USAGE)
         self.config("comment", "k", "a\rb=c", code=USAGE)
         self.assertEqual("\nk=v\n", self.path.read_text(encoding="utf-8"))
+
+
+class OverlayTest(ToolTest):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.base = Path(folder.name, "base.cfg")
+        self.path = Path(folder.name, "user.cfg")
+        self.base.write_text("# why\nTemp=/tmp\nShared=yes\n", encoding="utf-8")
+
+    def overlay(self, command, *arguments, expected="", code=OK):
+        files = [str(self.base), str(self.path)]
+        self.check(expected, "overlay", *files, command, *arguments, code=code)
+
+    def test_changes_lie_over_the_base(self):
+        self.overlay("list", expected="base Shared=yes\nbase Temp=/tmp\n")
+        self.overlay("set", "TEMP", "/scratch")
+        self.overlay("set", "Own", "-1")
+        self.overlay("comment", "shared", "as it was")
+        self.overlay("comment", "temp", expected=" why\n")
+        self.overlay("list", expected="overlay Own=-1\nboth Shared=yes\nboth Temp=/scratch\n")
+        files = [str(self.base), str(self.path)]
+        listed = json.loads(run("overlay", *files, "list", "--json").stdout)
+        self.assertEqual({"key": "Own", "base": None, "overlay": "-1", "comment": ""}, listed[0])
+        for key in "own", "shared", "temp":
+            self.overlay("clear", key)
+        self.overlay("list", expected="base Shared=yes\nbase Temp=/tmp\n")
+
+    def test_what_cannot_be_done_leaves_the_files(self):
+        for command, *arguments in ("clear", "temp"), ("clear", "x"), ("comment", "x", "c"):
+            self.overlay(command, *arguments, code=NOT_FOUND)
+        for key, value in ("a=b", "v"), ("#a", "v"), ("a", "v\nb=c"), ("Temp", ""):
+            self.overlay("set", key, value, code=USAGE)
+        self.assertFalse(self.path.exists())
+        self.base.unlink()
+        self.overlay("list", code=FAILURE)
+
+
+class AttributesTest(ToolTest):
+    def test_lists(self):
+        self.check("a=1\nb= 2\nc\nd=\n", "attributes", "a=1; b = 2 ;;c;d=")
+        self.check("a;b=1\n", "attributes", "a%3Bb=1")
+        self.check("a=1;b\nc\n", "attributes", "a=1;b|c", "--separator", "|")
+        self.check("", "attributes", "")
+        listed = json.loads(run("attributes", "a=;b=\"", "--json").stdout)
+        expected = [{"name": "a", "value": None}, {"name": "b", "value": '"'}]
+        self.assertEqual(expected, listed)
 
 
 class MessageTest(ToolTest):

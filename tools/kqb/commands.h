@@ -9,6 +9,12 @@ void addOptionsCommands(CLI::App &tool);
 // config list, get, set, comment, delete: one configuration file (config_commands.cpp).
 void addConfigCommands(CLI::App &tool);
 
+// overlay list, set, clear, comment: a user's file over an installation's (overlay_commands.cpp).
+void addOverlayCommands(CLI::App &tool);
+
+// attributes: the parts of an attribute list (attributes_command.cpp).
+void addAttributesCommand(CLI::App &tool);
+
 // message: the text of a catalogue message (message_command.cpp).
 void addMessageCommand(CLI::App &tool);
 

@@ -2,6 +2,7 @@
 #include <memory>
 
 #include "commands.h"
+#include "entry_arguments.h"
 #include "kqb/kqbconfigfile.h"
 #include "library.h"
 #include "output.h"
@@ -10,11 +11,8 @@ namespace {
 
 using nlohmann::ordered_json;
 
-struct ConfigArguments {
+struct ConfigArguments : EntryArguments {
     std::string file;
-    std::string key;
-    std::string text;  // a value or a comment
-    bool hasText = false;
     bool create = false;
     bool json = false;
 };
@@ -63,22 +61,9 @@ void getEntry(ConfigArguments const &arguments) {
     printLine(toText(findEntry(file, arguments)));
 }
 
-// A line has no quoting: what would read back as something else is refused.
-void checkReadable(char const *what, std::string const &text, char const *forbidden) {
-    if (text.find_first_of(forbidden) != std::string::npos)
-        throw Failure(kUsage, std::string(what) + " '" + text +
-                                  "' holds a character that a line cannot keep");
-    if (KqbString trimmed(text.c_str()); trimmed.trim() > 0)
-        throw Failure(kUsage,
-                      std::string(what) + " '" + text + "' begins or ends with white space");
-}
-
 void setEntry(ConfigArguments const &arguments) {
     InitializedLibrary const library;
-    checkReadable("key", arguments.key, "=\r\n");
-    checkReadable("value", arguments.text, "\r\n");
-    if (!arguments.key.empty() && arguments.key.front() == '#')
-        throw Failure(kUsage, "key '" + arguments.key + "' would read as a comment");
+    checkEntry(arguments);
     KqbConfigFile file = readFile(arguments);
     file.setEntry(arguments.key.c_str(), arguments.text.c_str());
     writeFile(file, arguments);
@@ -92,8 +77,7 @@ void commentEntry(ConfigArguments const &arguments) {
         printLine(toText(file.getEntryComment(arguments.key.c_str())));
         return;
     }
-    if (arguments.text.find('\r') != std::string::npos)
-        throw Failure(kUsage, "a comment cannot keep a carriage return");
+    checkComment(arguments);
     file.setEntryComment(arguments.key.c_str(), arguments.text.c_str());
     writeFile(file, arguments);
 }
@@ -123,9 +107,7 @@ ConfigCommand addCommand(CLI::App &config, char const *name, char const *help, A
 
 ConfigCommand addKeyCommand(CLI::App &config, char const *name, char const *help, Action action) {
     ConfigCommand command = addCommand(config, name, help, action);
-    command.app->add_option("KEY", command.arguments->key, "Key of the entry, in any letter case")
-        ->required()
-        ->type_name("");
+    addKeyArgument(*command.app, *command.arguments);
     return command;
 }
 
@@ -144,20 +126,12 @@ void addConfigCommands(CLI::App &tool) {
 
     ConfigCommand const set =
         addKeyCommand(*config, "set", "Change the value of an entry or add one", setEntry);
-    set.app->add_option("VALUE", set.arguments->text, "Value")->required()->type_name("");
+    addValueArgument(*set.app, *set.arguments);
     set.app->add_flag("--create", set.arguments->create, "Make the file if there is none");
 
     ConfigCommand const comment = addKeyCommand(
         *config, "comment", "Print the comment of an entry, or change it", commentEntry);
-    comment.app
-        ->add_option_function<std::string>(
-            "TEXT",
-            [arguments = comment.arguments](std::string const &text) {
-                arguments->text = text;
-                arguments->hasText = true;
-            },
-            "The new comment; empty removes it")
-        ->type_name("");
+    addCommentArgument(*comment.app, *comment.arguments);
 
     addKeyCommand(*config, "delete", "Remove an entry, leaving it in the file as a comment",
                   deleteEntry);

@@ -31,17 +31,12 @@ std::string chooseHome(StartOptions const &start) {
     return inherited != nullptr && *inherited != '\0' ? inherited : installedHome();
 }
 
-void check(int result, char const *errorMessage) {
-    if (result == 0) return;
-    throw Failure(kLibraryFailure, errorMessage != nullptr ? errorMessage : "out of memory");
-}
-
 void stageOption(std::string const &assignment) {
     std::size_t const separator = assignment.find('=');
     char const *error = nullptr;
     int const result = kqbStartupAddOption(assignment.substr(0, separator).c_str(),
                                            assignment.c_str() + separator + 1, &error);
-    check(result, error);
+    checkResult(result, error);
 }
 
 std::string checkAssignment(std::string const &text) {
@@ -52,10 +47,15 @@ std::string checkAssignment(std::string const &text) {
 
 }  // namespace
 
+void checkResult(int result, char const *errorMessage) {
+    if (result == 0) return;
+    throw Failure(kLibraryFailure, errorMessage != nullptr ? errorMessage : "out of memory");
+}
+
 InitializedLibrary::InitializedLibrary() {
     char const *error = nullptr;
     int const result = kqbInitialize(programPath().c_str(), &error);
-    check(result, error);
+    checkResult(result, error);
 }
 
 InitializedLibrary::~InitializedLibrary() { kqbShutdown(); }
@@ -110,9 +110,9 @@ StartedLibrary::StartedLibrary(StartOptions const &start) : home_(start) {
     char const *error = nullptr;
     for (std::string const &file : start.configFiles) {
         int const result = kqbStartupAddConfigFile(file.c_str(), &error);
-        check(result, error);
+        checkResult(result, error);
     }
     for (std::string const &option : start.options) stageOption(option);
     int const result = kqbStartup(&error, start.tolerant ? KQB_STARTUP_TOLERANT : 0u);
-    check(result, error);
+    checkResult(result, error);
 }

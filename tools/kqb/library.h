@@ -6,6 +6,9 @@
 #include <utility>
 #include <vector>
 
+// A Failure with the library's own text when the result of a host function is not 0.
+void checkResult(int result, char const *errorMessage);
+
 // Up after construction (boot level 1), down again at the end of the scope. A Failure with the
 // library's own text when it does not come up.
 class InitializedLibrary {

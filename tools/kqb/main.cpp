@@ -28,6 +28,8 @@ void describe(CLI::App &tool) {
     });
     addOptionsCommands(tool);
     addConfigCommands(tool);
+    addOverlayCommands(tool);
+    addAttributesCommand(tool);
     addMessageCommand(tool);
     addDecimalCommand(tool);
     addTypeCommand(tool);

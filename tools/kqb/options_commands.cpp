@@ -2,6 +2,7 @@
 
 #include "commands.h"
 #include "kqb/kqbconfigoptions.h"
+#include "kqb/kqbstringcursor.h"
 #include "library.h"
 #include "output.h"
 
@@ -12,6 +13,7 @@ using nlohmann::ordered_json;
 struct OptionsArguments {
     StartOptions start;
     std::string key;
+    std::string apply;
     bool expand = false;
     bool json = false;
 };
@@ -43,6 +45,57 @@ void listOptions(OptionsArguments const &arguments) {
             printLine(toText(key) + "=" + toText(value));
     }
     if (arguments.json) printJson(list);
+}
+
+struct ReleaseCursor {
+    void operator()(KqbStringCursor *cursor) const { cursor->release(); }
+};
+using Cursor = std::unique_ptr<KqbStringCursor, ReleaseCursor>;
+
+// Reads a cursor and leaves it in front of its first row.
+template <class Show>
+void forRows(KqbStringCursor &cursor, Show const &show) {
+    int state = cursor.next();
+    for (; state == KqbCursorRow; state = cursor.next()) show();
+    if (state == KqbCursorFailure || !cursor.rewind())
+        throw Failure(kLibraryFailure, toText(cursor.getErrorMessage()));
+}
+
+void showUndo(KqbStringCursor &previous, KqbStringCursor &added, bool json) {
+    ordered_json values = ordered_json::array();
+    ordered_json keys = ordered_json::array();
+    forRows(previous, [&] {
+        KqbString const key = previous.getValue(0);
+        KqbString const value = kqbMaskOptionValue(key, previous.getValue(1));
+        if (json)
+            values.push_back({{"key", toJson(key)}, {"value", toJson(value)}});
+        else
+            printLine("previous " + toText(key) + "=" + toText(value));
+    });
+    forRows(added, [&] {
+        if (json)
+            keys.push_back(toJson(added.getValue(0)));
+        else
+            printLine("new " + toText(added.getValue(0)));
+    });
+    if (json) printJson({{"previous", values}, {"new", keys}});
+}
+
+void applyOptions(OptionsArguments const &arguments) {
+    StartedLibrary const library(arguments.start);
+    KqbStringCursor *previousValues = nullptr;
+    KqbStringCursor *newKeys = nullptr;
+    char const *error = nullptr;
+    int result =
+        kqbStartupSetParsedOptions(arguments.apply.c_str(), &previousValues, &newKeys, &error);
+    checkResult(result, error);
+    Cursor const previous(previousValues);
+    Cursor const added(newKeys);
+    showUndo(*previous, *added, arguments.json);
+    result = kqbStartupSetOptions(previous.get(), &error);
+    checkResult(result, error);
+    result = kqbStartupDeleteOptions(added.get(), &error);
+    checkResult(result, error);
 }
 
 KqbString findOption(OptionsArguments const &arguments) {
@@ -82,7 +135,19 @@ void addOptionsCommands(CLI::App &tool) {
                             "List the effective options after start-up, KEY=VALUE in the order in "
                             "which they were set; passwords are masked");
     addCommonOptions(*listing, *list);
-    listing->callback([list] { listOptions(*list); });
+    CLI::Option *const apply =
+        listing
+            ->add_option("--apply", list->apply,
+                         "Set the options of this attribute list after start-up, show instead of "
+                         "all options what undoes that, and undo it")
+            ->type_name("TEXT")
+            ->excludes(listing->get_option("--expand"));
+    listing->callback([list, apply] {
+        if (apply->count() > 0)
+            applyOptions(*list);
+        else
+            listOptions(*list);
+    });
 
     auto const show = std::make_shared<OptionsArguments>();
     CLI::App *const showing = tool.add_subcommand(
