@@ -44,7 +44,8 @@ int report(char const *text, ExitCode code) {
 
 int run(int argc, char **argv) {
     CLI::App tool(
-        "Looks into the kqb library: options, configuration files, messages, URIs, decimals, types.",
+        "Looks into the kqb library: options, configuration files, messages, URIs, decimals, "
+        "types.",
         "kqb");
     describe(tool);
     try {
