@@ -98,12 +98,12 @@ bool isGeneric(KqbString const &scheme) {
 void walk(KqReposURI &uri) {
     Owner const root(uri.getRootFolder());
     Owner parent(uri.getParentFolder());
-    fuzzCheck((parent == nullptr) == (uri.getPath().length() == 0), "a parent for every name");
-    fuzzCheck(uri.getLeafName().length() <= uri.getPath().length(), "leaf");
+    fuzzCheck((parent == nullptr) == (uri.getPath().cStrSize() == 1), "a parent for every name");
+    fuzzCheck(uri.getLeafName().cStrSize() <= uri.getPath().cStrSize(), "leaf");
     while (parent != nullptr) {
         KqbString const name = parent->getPath();
         parent.reset(parent->asReposURI()->getParentFolder());
-        fuzzCheck(parent == nullptr || parent->getPath().length() < name.length(), "upwards");
+        fuzzCheck(parent == nullptr || parent->getPath().cStrSize() < name.cStrSize(), "upwards");
         if (name.length() > 1000) return;
     }
 }
