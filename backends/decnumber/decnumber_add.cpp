@@ -92,12 +92,20 @@ inline decSext *addInOrder(decSext *result, Finite const &high, Finite const &lo
     return addRounded(result, high, low, raised, context);
 }
 
-// Infinities and NaN.
-decSext *addSpecial(decSext *result, decSext const *left, decSext const *right, Sign factor,
-                    decContext *context) {
+inline decSext *addParts(decSext *result, Finite const &a, Finite const &b, decContext *context) {
+    return a.exponent < b.exponent ? addInOrder(result, b, a, context)
+                                   : addInOrder(result, a, b, context);
+}
+
+[[gnu::noinline]] decSext *addAny(decSext *result, decSext const *left, decSext const *right,
+                                  Sign factor, decContext *context) {
     if (passNaN(result, {left, right}, context)) return result;
-    Sign const leftSign = signOf(*left);
-    Sign const rightSign = signOf(*right) * factor;
+    Sign const leftSign = signOf(*left), rightSign = signOf(*right) * factor;
+    if (isFinite(*left) && isFinite(*right)) {
+        Finite b = partsOf(*right);
+        b.sign = rightSign;
+        return addFinite(result, partsOf(*left), b, context);
+    }
     if (isFinite(*left)) return setInfinity(result, rightSign);
     if (!isFinite(*right) && leftSign != rightSign) {
         return setInvalid(result, context, DEC_Invalid_operation);
@@ -105,14 +113,14 @@ decSext *addSpecial(decSext *result, decSext const *left, decSext const *right, 
     return setInfinity(result, leftSign);
 }
 
-decSext *addOrSubtract(decSext *result, decSext const *left, decSext const *right, Sign factor,
-                       decContext *context) {
+inline decSext *addOrSubtract(decSext *result, decSext const *left, decSext const *right,
+                              Sign factor, decContext *context) {
     Finite a, b;
-    if (!unpack(*left, a) || !unpack(*right, b)) [[unlikely]] {
-        return addSpecial(result, left, right, factor, context);
+    if (!unpackPlain(*left, a) || !unpackPlain(*right, b)) [[unlikely]] {
+        return addAny(result, left, right, factor, context);
     }
     b.sign = b.sign * factor;
-    return addFinite(result, a, b, context);
+    return addParts(result, a, b, context);
 }
 
 // 0 + value or 0 - value; a NaN keeps its sign.
@@ -130,8 +138,7 @@ decSext *withFactor(decSext *result, decSext const *value, Sign factor, decConte
 }  // namespace
 
 decSext *addFinite(decSext *result, Finite const &a, Finite const &b, decContext *context) {
-    return a.exponent < b.exponent ? addInOrder(result, b, a, context)
-                                   : addInOrder(result, a, b, context);
+    return addParts(result, a, b, context);
 }
 
 }  // namespace decnumber

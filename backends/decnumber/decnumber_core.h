@@ -54,7 +54,8 @@ Kind kindOf(decSext const &value);
 // The parts of a finite number, its coefficient 0 when it is too large to be one.
 Finite partsOf(decSext const &value);
 
-// The same, quickly; false for what is not finite or not canonical.
+// The same, quickly; false for what is not finite, or too large to count, or nearly so. What then
+// follows belongs into a function of its own, where it is not in the way of the usual.
 inline bool unpackPlain(decSext const &value, Finite &parts) {
     Word const top = value.words[2];
     parts.coefficient = {{value.words[0], value.words[1], top & kCoefficientTop}};
