@@ -10,7 +10,7 @@ int orderOf(Sign sign) { return isMinus(sign) ? -1 : 1; }
 // Of numbers with one sign and different exponents, by their sizes in bits, where those are far
 // enough apart. Both are scaled by 2^16: the bits of a power of ten, and a difference that one bit
 // on either side and what the former lacks cannot make up for.
-inline int orderBySize(Finite const &a, Finite const &b) {
+[[gnu::always_inline]] inline int orderBySize(Finite const &a, Finite const &b) {
     constexpr std::int64_t kBitsOfTen = 217706;
     constexpr std::int64_t kEnough = 3 << 15;
     int const bitsA = bitLength(a.coefficient), bitsB = bitLength(b.coefficient);
@@ -21,13 +21,30 @@ inline int orderBySize(Finite const &a, Finite const &b) {
     return size < -kEnough ? -orderOf(a.sign) : kUndecided;
 }
 
+// Of numbers with one sign, of one word each, whose exponents are near.
+[[gnu::always_inline]] inline int orderOfSmall(Word a, Word b, std::int64_t gap, Sign sign) {
+    Wide const first = gap > 0 ? Wide{a} * kPowers[gap][0] : a;
+    Wide const second = gap > 0 ? b : Wide{b} * kPowers[-gap][0];
+    if (first == second) return 0;
+    return first < second ? -orderOf(sign) : orderOf(sign);
+}
+
 // What most comparisons need.
-inline int quickOrder(Finite const &a, Finite const &b) {
+[[gnu::always_inline]] inline int quickOrder(Finite const &a, Finite const &b) {
     if (a.sign != b.sign) {
         Word const any = a.coefficient[0] | b.coefficient[0];
         return any ? orderOf(a.sign) : kUndecided;
     }
-    if (a.exponent != b.exponent) return orderBySize(a, b);
+    if (a.exponent != b.exponent) {
+        constexpr std::int64_t kNear = 19;
+        std::int64_t const gap = a.exponent - b.exponent;
+        bool const isSmall =
+            !(a.coefficient[1] | a.coefficient[2] | b.coefficient[1] | b.coefficient[2]);
+        if (isSmall && gap >= -kNear && gap <= kNear) {
+            return orderOfSmall(a.coefficient[0], b.coefficient[0], gap, a.sign);
+        }
+        return orderBySize(a, b);
+    }
     if (a.coefficient == b.coefficient) return 0;
     return isLess(a.coefficient, b.coefficient) ? -orderOf(a.sign) : orderOf(a.sign);
 }

@@ -7,8 +7,9 @@ namespace {
 
 // --- Multiply ---------------------------------------------------------------------------------
 
-inline decSext *finishProduct(decSext *result, Sign sign, std::int64_t exponent,
-                              Words6 const &product, decContext *context) {
+[[gnu::always_inline]] inline decSext *finishProduct(decSext *result, Sign sign,
+                                                     std::int64_t exponent, Words6 const &product,
+                                                     decContext *context) {
     int const dropped = digitsOf(product) - kDigits;
     if (dropped <= 0) {
         return finishExact(result, sign, exponent, resized<3>(product), context);
@@ -16,8 +17,8 @@ inline decSext *finishProduct(decSext *result, Sign sign, std::int64_t exponent,
     return finishRounded(result, sign, exponent + dropped, dropDigits(product, dropped), context);
 }
 
-inline decSext *multiplyFinite(decSext *result, Finite const &a, Finite const &b,
-                               decContext *context) {
+[[gnu::always_inline]] inline decSext *multiplyFinite(decSext *result, Finite const &a,
+                                                      Finite const &b, decContext *context) {
     std::int64_t const exponent = a.exponent + b.exponent - DECSEXT_Bias;
     Sign const sign = a.sign * b.sign;
     Words3 const &x = a.coefficient, &y = b.coefficient;
