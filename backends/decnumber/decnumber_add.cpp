@@ -6,7 +6,8 @@ namespace {
 // Sums are built in one go, whatever the signs: what is subtracted is added as its complement.
 // high + low, or high - low where `isOther`; false when high is the smaller. `rest` of the low one
 // was dropped, and becomes what the sum lacks.
-inline bool addLow(Words3 &high, Words3 const &low, bool isOther, Rest &rest) {
+[[gnu::always_inline]] inline bool addLow(Words3 &high, Words3 const &low, bool isOther,
+                                          Rest &rest) {
     Word const mask = 0 - Word{isOther};
     Word carry = isOther && rest == Rest::none;
     eachWord<3>([&](int i) { high[i] = addWithCarry(high[i], low[i] ^ mask, carry); });
@@ -21,8 +22,9 @@ void negate(Words3 &a) {
 }
 
 // A sum of 52 digits, or 53.
-inline decSext *finishCarried(decSext *result, Sign sign, std::int64_t exponent, Kept const &sum,
-                              decContext *context) {
+[[gnu::always_inline]] inline decSext *finishCarried(decSext *result, Sign sign,
+                                                     std::int64_t exponent, Kept const &sum,
+                                                     decContext *context) {
     if (isLess(sum.coefficient, kCoefficientLimit)) {
         return finishRounded(result, sign, exponent, sum, context);
     }
@@ -32,7 +34,8 @@ inline decSext *finishCarried(decSext *result, Sign sign, std::int64_t exponent,
 }
 
 // high, brought to its exponent less `raised`, and what low has above that exponent.
-inline Kept addCut(Finite const &high, Finite const &low, std::int64_t raised) {
+[[gnu::always_inline]] inline Kept addCut(Finite const &high, Finite const &low,
+                                          std::int64_t raised) {
     Words3 sum = scaledUp(high.coefficient, raised);
     std::int64_t const dropped = high.exponent - low.exponent - raised;
     Kept cut = dropped > kDigits ? dropAnyDigits(low.coefficient, dropped)
@@ -55,8 +58,9 @@ inline Kept addCut(Finite const &high, Finite const &low, std::int64_t raised) {
 }
 
 // A sum that needs more digits than there are.
-inline decSext *addRounded(decSext *result, Finite const &high, Finite const &low,
-                           std::int64_t raised, decContext *context) {
+[[gnu::always_inline]] inline decSext *addRounded(decSext *result, Finite const &high,
+                                                  Finite const &low, std::int64_t raised,
+                                                  decContext *context) {
     Kept const sum = addCut(high, low, raised);
     if (isLess(sum.coefficient, kPowers[kDigits - 1])) [[unlikely]] {
         return addCancelled(result, high, low, raised + 1, context);
@@ -65,8 +69,9 @@ inline decSext *addRounded(decSext *result, Finite const &high, Finite const &lo
 }
 
 // The low one, of which there is nothing to cut, and the high one brought to its exponent.
-inline decSext *addExact(decSext *result, Finite const &high, Finite const &low,
-                         std::int64_t raised, decContext *context) {
+[[gnu::always_inline]] inline decSext *addExact(decSext *result, Finite const &high,
+                                                Finite const &low, std::int64_t raised,
+                                                decContext *context) {
     Words3 sum = scaledUp(high.coefficient, raised);
     bool const isOther = high.sign != low.sign;
     Sign sign = high.sign;
@@ -82,8 +87,8 @@ inline decSext *addExact(decSext *result, Finite const &high, Finite const &low,
     return finishCarried(result, sign, low.exponent, {sum, Rest::none}, context);
 }
 
-inline decSext *addInOrder(decSext *result, Finite const &high, Finite const &low,
-                           decContext *context) {
+[[gnu::always_inline]] inline decSext *addInOrder(decSext *result, Finite const &high,
+                                                  Finite const &low, decContext *context) {
     std::int64_t const gap = high.exponent - low.exponent;
     if (gap == 0) return addExact(result, high, low, 0, context);
     std::int64_t const raised = kDigits - digitsOf(high.coefficient);
@@ -92,27 +97,23 @@ inline decSext *addInOrder(decSext *result, Finite const &high, Finite const &lo
     return addRounded(result, high, low, raised, context);
 }
 
-// Infinities and NaN.
-decSext *addSpecial(decSext *result, decSext const *left, decSext const *right, Sign factor,
-                    decContext *context) {
-    if (passNaN(result, {left, right}, context)) return result;
-    Sign const leftSign = signOf(*left);
-    Sign const rightSign = signOf(*right) * factor;
-    if (isFinite(*left)) return setInfinity(result, rightSign);
-    if (!isFinite(*right) && leftSign != rightSign) {
-        return setInvalid(result, context, DEC_Invalid_operation);
-    }
-    return setInfinity(result, leftSign);
+[[gnu::always_inline]] inline decSext *addParts(decSext *result, Finite const &a, Finite const &b,
+                                                decContext *context) {
+    return a.exponent < b.exponent ? addInOrder(result, b, a, context)
+                                   : addInOrder(result, a, b, context);
 }
 
-decSext *addOrSubtract(decSext *result, decSext const *left, decSext const *right, Sign factor,
-                       decContext *context) {
-    Finite a, b;
-    if (!unpack(*left, a) || !unpack(*right, b)) [[unlikely]] {
-        return addSpecial(result, left, right, factor, context);
+[[gnu::noinline]] decSext *addAny(decSext *result, decSext const *left, decSext const *right,
+                                  decContext *context) {
+    if (passNaN(result, {left, right}, context)) return result;
+    if (isFinite(*left) && isFinite(*right)) {
+        return addFinite(result, partsOf(*left), partsOf(*right), context);
     }
-    b.sign = b.sign * factor;
-    return addFinite(result, a, b, context);
+    if (isFinite(*left)) return setInfinity(result, signOf(*right));
+    if (!isFinite(*right) && signOf(*left) != signOf(*right)) {
+        return setInvalid(result, context, DEC_Invalid_operation);
+    }
+    return setInfinity(result, signOf(*left));
 }
 
 // 0 + value or 0 - value; a NaN keeps its sign.
@@ -130,8 +131,7 @@ decSext *withFactor(decSext *result, decSext const *value, Sign factor, decConte
 }  // namespace
 
 decSext *addFinite(decSext *result, Finite const &a, Finite const &b, decContext *context) {
-    return a.exponent < b.exponent ? addInOrder(result, b, a, context)
-                                   : addInOrder(result, a, b, context);
+    return addParts(result, a, b, context);
 }
 
 }  // namespace decnumber
@@ -140,12 +140,18 @@ using namespace decnumber;
 
 decSext *decSextAdd(decSext *result, decSext const *left, decSext const *right,
                     decContext *context) {
-    return addOrSubtract(result, left, right, Sign::plus, context);
+    Finite a, b;
+    if (unpackPlain(*left, a) && unpackPlain(*right, b)) [[likely]] {
+        return addParts(result, a, b, context);
+    }
+    return addAny(result, left, right, context);
 }
 
 decSext *decSextSubtract(decSext *result, decSext const *left, decSext const *right,
                          decContext *context) {
-    return addOrSubtract(result, left, right, Sign::minus, context);
+    decSext other = *right;
+    if (!decSextIsNaN(right)) other.words[2] ^= kSign;
+    return decSextAdd(result, left, &other, context);
 }
 
 decSext *decSextMinus(decSext *result, decSext const *value, decContext *context) {

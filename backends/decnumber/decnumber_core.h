@@ -54,8 +54,9 @@ Kind kindOf(decSext const &value);
 // The parts of a finite number, its coefficient 0 when it is too large to be one.
 Finite partsOf(decSext const &value);
 
-// The same, quickly; false for what is not finite or not canonical.
-inline bool unpackPlain(decSext const &value, Finite &parts) {
+// The same, quickly; false for what is not finite, or too large to count, or nearly so. What then
+// follows belongs into a function of its own, where it is not in the way of the usual.
+[[gnu::always_inline]] inline bool unpackPlain(decSext const &value, Finite &parts) {
     Word const top = value.words[2];
     parts.coefficient = {{value.words[0], value.words[1], top & kCoefficientTop}};
     parts.exponent = static_cast<std::int64_t>(top >> kExponentShift) & kExponentMask;
@@ -71,7 +72,8 @@ inline bool unpack(decSext const &value, Finite &parts) {
     return true;
 }
 
-inline decSext *pack(decSext *result, Sign sign, std::int64_t exponent, Words3 const &coefficient) {
+[[gnu::always_inline]] inline decSext *pack(decSext *result, Sign sign, std::int64_t exponent,
+                                            Words3 const &coefficient) {
     result->words[0] = coefficient[0];
     result->words[1] = coefficient[1];
     result->words[2] =
@@ -127,7 +129,7 @@ Kept settled(Words3 const &low, std::int64_t m, Words3 const &quotient);
 
 // The words of n, moved down by `shift` bits (or up, where it is negative, by fewer than 64).
 template <int N>
-inline Words3 leadingWords(Words<N> const &n, int shift) {
+[[gnu::always_inline]] inline Words3 leadingWords(Words<N> const &n, int shift) {
     Word padded[8] = {};
     eachWord<N>([&](int i) { padded[i + 1] = n[i]; });
     auto const position = static_cast<unsigned>(shift + 64);
@@ -139,7 +141,7 @@ inline Words3 leadingWords(Words<N> const &n, int shift) {
 
 // n without its last m digits. n has at most 52 digits more than m, which is from 1 to 52.
 template <int N>
-inline Kept dropDigits(Words<N> const &n, std::int64_t m) {
+[[gnu::always_inline]] inline Kept dropDigits(Words<N> const &n, std::int64_t m) {
     static_assert(N == 3 || N == 6);
     Reciprocal const &reciprocal = kReciprocals[m];
     Words3 const product = multiplyLeading(leadingWords(n, reciprocal.shift), reciprocal.factor);
@@ -183,8 +185,9 @@ decSext *finishAny(decSext *result, Finite const &value, Rest rest, bool isRound
 
 // The same where digits were dropped: at once when the rounding is the usual one and the exponent
 // is in the middle of the range.
-inline decSext *finishRounded(decSext *result, Sign sign, std::int64_t exponent, Kept const &kept,
-                              decContext *context) {
+[[gnu::always_inline]] inline decSext *finishRounded(decSext *result, Sign sign,
+                                                     std::int64_t exponent, Kept const &kept,
+                                                     decContext *context) {
     constexpr Word kPlain = kDigits;
     if (context->round == DEC_ROUND_HALF_EVEN &&
         static_cast<Word>(exponent) - kPlain < kMaxExponent - kPlain) [[likely]] {
@@ -199,8 +202,9 @@ inline decSext *finishRounded(decSext *result, Sign sign, std::int64_t exponent,
 }
 
 // The same for a coefficient below 10^52 that is exact.
-inline decSext *finishExact(decSext *result, Sign sign, std::int64_t exponent,
-                            Words3 const &coefficient, decContext *context) {
+[[gnu::always_inline]] inline decSext *finishExact(decSext *result, Sign sign,
+                                                   std::int64_t exponent, Words3 const &coefficient,
+                                                   decContext *context) {
     // Nothing is subnormal where even one digit is enough.
     constexpr Word kPlain = kDigits - 1;
     if (static_cast<Word>(exponent) - kPlain <= kMaxExponent - kPlain) [[likely]] {

@@ -43,11 +43,14 @@ decSext *divideFinite(decSext *result, Finite const &a, Finite const &b, decCont
     return divideNonzero(result, a, b, context);
 }
 
-decSext *divideSpecial(decSext *result, decSext const *left, decSext const *right,
-                       decContext *context) {
+[[gnu::noinline]] decSext *divideAny(decSext *result, decSext const *left, decSext const *right,
+                                     decContext *context) {
     if (passNaN(result, {left, right}, context)) return result;
     Sign const sign = signOf(*left) * signOf(*right);
-    if (isFinite(*right)) return setInfinity(result, sign);
+    if (isFinite(*right)) {
+        if (!isFinite(*left)) return setInfinity(result, sign);
+        return divideFinite(result, partsOf(*left), partsOf(*right), context);
+    }
     if (!isFinite(*left)) return setInvalid(result, context, DEC_Invalid_operation);
     // Nothing over infinity: the least zero there is.
     context->status |= DEC_Clamped;
@@ -160,10 +163,10 @@ using namespace decnumber;
 decSext *decSextDivide(decSext *result, decSext const *left, decSext const *right,
                        decContext *context) {
     Finite a, b;
-    if (unpack(*left, a) && unpack(*right, b)) [[likely]] {
+    if (unpackPlain(*left, a) && unpackPlain(*right, b)) [[likely]] {
         return divideFinite(result, a, b, context);
     }
-    return divideSpecial(result, left, right, context);
+    return divideAny(result, left, right, context);
 }
 
 decSext *decSextDivideInteger(decSext *result, decSext const *left, decSext const *right,
@@ -176,7 +179,7 @@ decSext *decSextDivideInteger(decSext *result, decSext const *left, decSext cons
     if (isFinite(*left) && !decSextIsNaN(right) && !decSextIsNaN(left)) {
         return pack(result, signOf(*left) * signOf(*right), DECSEXT_Bias, {});
     }
-    return divideSpecial(result, left, right, context);
+    return divideAny(result, left, right, context);
 }
 
 decSext *decSextRemainder(decSext *result, decSext const *left, decSext const *right,

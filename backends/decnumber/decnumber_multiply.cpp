@@ -7,20 +7,9 @@ namespace {
 
 // --- Multiply ---------------------------------------------------------------------------------
 
-decSext *multiplyFinite(decSext *result, Finite const &a, Finite const &b, decContext *context) {
-    std::int64_t const exponent = a.exponent + b.exponent - DECSEXT_Bias;
-    Sign const sign = a.sign * b.sign;
-    Words3 const &x = a.coefficient, &y = b.coefficient;
-    if ((x[1] | x[2] | y[1] | y[2]) == 0) {
-        Wide const product = Wide{x[0]} * y[0];
-        return finishExact(result, sign, exponent, {{lowWord(product), highWord(product), 0}},
-                           context);
-    }
-    Words6 const product =
-        (x[2] | y[2]) == 0 ? resized<6>(multiply(resized<2>(x), resized<2>(y))) : multiply(x, y);
-    if (bitLength(product) <= kCoefficientBits) {
-        return finishExact(result, sign, exponent, resized<3>(product), context);
-    }
+[[gnu::always_inline]] inline decSext *finishProduct(decSext *result, Sign sign,
+                                                     std::int64_t exponent, Words6 const &product,
+                                                     decContext *context) {
     int const dropped = digitsOf(product) - kDigits;
     if (dropped <= 0) {
         return finishExact(result, sign, exponent, resized<3>(product), context);
@@ -28,15 +17,41 @@ decSext *multiplyFinite(decSext *result, Finite const &a, Finite const &b, decCo
     return finishRounded(result, sign, exponent + dropped, dropDigits(product, dropped), context);
 }
 
-bool isZeroOf(decSext const &value) { return decSextIsZero(&value); }
+[[gnu::always_inline]] inline decSext *multiplyFinite(decSext *result, Finite const &a,
+                                                      Finite const &b, decContext *context) {
+    std::int64_t const exponent = a.exponent + b.exponent - DECSEXT_Bias;
+    Sign const sign = a.sign * b.sign;
+    Words3 const &x = a.coefficient, &y = b.coefficient;
+    if ((x[2] | y[2]) != 0) {
+        return finishProduct(result, sign, exponent, multiply(x, y), context);
+    }
+    if ((x[1] | y[1]) == 0) {
+        Words<2> const product = multiply(resized<1>(x), resized<1>(y));
+        return finishExact(result, sign, exponent, resized<3>(product), context);
+    }
+    Words<4> const product = multiply(resized<2>(x), resized<2>(y));
+    if (product[3] == 0 && product[2] < kCoefficientLimit[2]) {
+        return finishExact(result, sign, exponent, resized<3>(product), context);
+    }
+    return finishProduct(result, sign, exponent, resized<6>(product), context);
+}
 
 // The product of two of which one at least is an infinity, and none a NaN.
 decSext *multiplyInfinity(decSext *result, decSext const &left, decSext const &right,
                           decContext *context) {
-    if (isZeroOf(left) || isZeroOf(right)) {
+    if (decSextIsZero(&left) || decSextIsZero(&right)) {
         return setInvalid(result, context, DEC_Invalid_operation);
     }
     return setInfinity(result, signOf(left) * signOf(right));
+}
+
+[[gnu::noinline]] decSext *multiplyAny(decSext *result, decSext const *left, decSext const *right,
+                                       decContext *context) {
+    if (passNaN(result, {left, right}, context)) return result;
+    if (isFinite(*left) && isFinite(*right)) {
+        return multiplyFinite(result, partsOf(*left), partsOf(*right), context);
+    }
+    return multiplyInfinity(result, *left, *right, context);
 }
 
 // --- Multiply and add -------------------------------------------------------------------------
@@ -141,11 +156,10 @@ using namespace decnumber;
 decSext *decSextMultiply(decSext *result, decSext const *left, decSext const *right,
                          decContext *context) {
     Finite a, b;
-    if (unpack(*left, a) && unpack(*right, b)) [[likely]] {
+    if (unpackPlain(*left, a) && unpackPlain(*right, b)) [[likely]] {
         return multiplyFinite(result, a, b, context);
     }
-    if (passNaN(result, {left, right}, context)) return result;
-    return multiplyInfinity(result, *left, *right, context);
+    return multiplyAny(result, left, right, context);
 }
 
 decSext *decSextFMA(decSext *result, decSext const *left, decSext const *right,
