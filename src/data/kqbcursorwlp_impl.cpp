@@ -12,7 +12,6 @@
 #include "kqb/kqbhost.h"
 #include "kqb/kqbstringformat.h"
 #include "kqb/kqbstringwlpcursor.h"
-#include "platform/kqschr.h"
 
 namespace {
 
@@ -65,9 +64,10 @@ void refer(kqwlpColumnValue &record, void const *bytes, std::size_t size) {
 // A real that holds null is none.
 bool fillReal(kqwlpColumnValue &record, KqbDatavar const &value, unsigned char *words) {
     bool error = false;
-    KqbReal const real = value.asReal(&error);
-    record.absent = real.isNull();
-    std::memcpy(words, &KqbRealAccess::decimal(real), KQWLP_REAL_SIZE);
+    KqbReal const converted =
+        value.type() != KqbTypeReal ? value.asReal(&error) : KqbDatavarAccess::real(value);
+    record.absent = converted.isNull();
+    std::memcpy(words, &KqbRealAccess::decimal(converted), KQWLP_REAL_SIZE);
     refer(record, words, KQWLP_REAL_SIZE);
     return !error;
 }
@@ -113,6 +113,7 @@ void KqbDatavarWlpCursorImpl::dropSet() {
     records_.clear();
     held_.clear();
     holders_.clear();
+    valueCount_ = 0;
 }
 
 void KqbDatavarWlpCursorImpl::clear() {
@@ -126,18 +127,25 @@ void KqbDatavarWlpCursorImpl::setRowSet(kqwlpRowSet *set) {
     clear();
     if (adopt(set)) return;
     set_ = set;
-    message_ = kqbCursorOutOfMemory();
+    outOfMemory();
 }
 
 // Holds a set and makes the holders for its values.
 bool KqbDatavarWlpCursorImpl::adopt(kqwlpRowSet *set) {
     auto const count = static_cast<std::size_t>(kqwlpRowSet_getColumns(set));
     if (!kqbWithMemory([&] { holders_.resize(count); })) return false;
+    valueCount_ = static_cast<unsigned>(count);
     set_ = set;
     return true;
 }
 
-bool KqbDatavarWlpCursorImpl::failRowset(int code) {
+// Apart, and seldom: what it needs must not burden those who never call it.
+[[gnu::noinline, gnu::cold]] bool KqbDatavarWlpCursorImpl::outOfMemory() {
+    message_ = kqbCursorOutOfMemory();
+    return false;
+}
+
+[[gnu::noinline, gnu::cold]] bool KqbDatavarWlpCursorImpl::failRowset(int code) {
     message_ = kqbStringFormat("Rowset error code: %d", code);
     return false;
 }
@@ -200,10 +208,7 @@ bool KqbDatavarWlpCursorImpl::prepareRecords() {
 
 bool KqbDatavarWlpCursorImpl::beginRow() {
     isRowOpen_ = prepareRecords();
-    if (!isRowOpen_) {
-        message_ = kqbCursorOutOfMemory();
-        return false;
-    }
+    if (!isRowOpen_) return outOfMemory();
     for (std::size_t i = 0; i < columns_.size(); ++i) {
         kqwlpColumnValue &record = records_[i];
         record.type = rowSetType(columns_[i].type);
@@ -304,7 +309,7 @@ bool KqbDatavarWlpCursorImpl::getRowCount(__int64 *rows) {
 
 // The value of a column in the current row, which is where it was also when rows were added since.
 kqwlpColumnValue const *KqbDatavarWlpCursorImpl::valueAt(int column) {
-    if (row_ == nullptr || static_cast<unsigned>(column) >= holders_.size()) return nullptr;
+    if (row_ == nullptr || static_cast<unsigned>(column) >= valueCount_) return nullptr;
     if (isRowStale_) {
         int const code = kqwlpRowSet_currentRow(set_, &row_);
         if (code != KQWLP_OK) {
@@ -332,15 +337,14 @@ KqbDatavar KqbDatavarWlpCursorImpl::getValue(int column) {
             KqbDatavarAccess::assignDate(holder, value->date);
             break;
         case KQWLP_REAL:
-            holder.assign(KqbTypeReal, value->bytes, KQWLP_REAL_SIZE);
+            KqbDatavarAccess::assignReal(holder, value->bytes);
             break;
         default: {
             auto const *const text = static_cast<char const *>(value->bytes);
-            KqbDatavarAccess::assignText(holder, {text, value->size},
-                                         np_uchar_length_n(text, value->size));
+            KqbDatavarAccess::assignText(holder, {text, value->size});
         }
     }
-    if (holder.isNull()) message_ = kqbCursorOutOfMemory();
+    if (holder.isNull()) outOfMemory();
     return holder;
 }
 
@@ -350,7 +354,7 @@ KqbString KqbDatavarWlpCursorImpl::getText(int column) {
     if (value->type != KQWLP_TEXT) return getValue(column).asString();
     KqbString &holder = holders_[static_cast<unsigned>(column)].text;
     std::string_view const text(static_cast<char const *>(value->bytes), value->size);
-    if (!KqbStringAccess::assign(holder, text)) message_ = kqbCursorOutOfMemory();
+    if (!KqbStringAccess::assign(holder, text)) outOfMemory();
     return holder;
 }
 

@@ -61,6 +61,7 @@ private:
 
     void dropSet();
     bool adopt(kqwlpRowSet *set);
+    bool outOfMemory();
     bool failRowset(int code);
     bool prepareRecords();
     bool isWritable(int column) const;
@@ -75,6 +76,7 @@ private:
     kqwlpRow row_ = nullptr;
     bool isRowStale_ = false;  // rows were added since it was read
     std::vector<Holder> holders_;
+    unsigned valueCount_ = 0;  // of the row set's columns
 
     std::vector<kqwlpColumnValue> records_;
     std::vector<Held> held_;

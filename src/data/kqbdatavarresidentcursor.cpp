@@ -15,7 +15,8 @@ std::string_view viewOf(KqbResidentRows::Cell const &cell) {
 
 }  // namespace
 
-bool KqbDatavarResidentCursorImpl::outOfMemory() {
+// Apart, and seldom: what it needs must not burden those who never call it.
+[[gnu::noinline, gnu::cold]] bool KqbDatavarResidentCursorImpl::outOfMemory() {
     message_ = kqbCursorOutOfMemory();
     return false;
 }

@@ -1,19 +1,20 @@
 #include <memory>
+#include <optional>
 
 #include "commands.h"
 #include "kqb/kqbconfigoptions.h"
 #include "library.h"
+#include "list.h"
 #include "output.h"
 
 namespace {
-
-using nlohmann::ordered_json;
 
 struct OptionsArguments {
     StartOptions start;
     std::string key;
     bool expand = false;
-    bool json = false;
+    std::optional<CursorFormat> format;  // of a list; none: KEY=VALUE
+    bool json = false;                   // of one option
 };
 
 // Values are masked before references are replaced, or a reference would carry a password into
@@ -33,16 +34,16 @@ KqbConfigOptions *maskedOptions() {
 void listOptions(OptionsArguments const &arguments) {
     StartedLibrary const library(arguments.start);
     KqbConfigOptions *const options = maskedOptions();
-    ordered_json list = ordered_json::array();
+    List list({"key", "value"});
     KqbString key, value;
     for (int i = 0; options->getOptionAt(i, &key, &value, arguments.expand); ++i) {
         value = kqbMaskOptionValue(key, value);  // a password may stand in what was inserted
-        if (arguments.json)
-            list.push_back({{"key", toJson(key)}, {"value", toJson(value)}});
+        if (arguments.format)
+            list.add({key, value});
         else
             printLine(toText(key) + "=" + toText(value));
     }
-    if (arguments.json) printJson(list);
+    if (arguments.format) list.print(*arguments.format);
 }
 
 KqbString findOption(OptionsArguments const &arguments) {
@@ -69,7 +70,6 @@ void showOption(OptionsArguments const &arguments) {
 
 void addCommonOptions(CLI::App &command, OptionsArguments &arguments) {
     command.add_flag("--expand", arguments.expand, "Replace references %%KEY%% by their values");
-    command.add_flag("--json", arguments.json, "Print JSON");
     addStartOptions(command, arguments.start);
 }
 
@@ -82,6 +82,7 @@ void addOptionsCommands(CLI::App &tool) {
                             "List the effective options after start-up, KEY=VALUE in the order in "
                             "which they were set; passwords are masked");
     addCommonOptions(*listing, *list);
+    addFormatOptions(*listing, list->format);
     listing->callback([list] { listOptions(*list); });
 
     auto const show = std::make_shared<OptionsArguments>();
@@ -91,5 +92,6 @@ void addOptionsCommands(CLI::App &tool) {
         ->required()
         ->type_name("");
     addCommonOptions(*showing, *show);
+    showing->add_flag("--json", show->json, "Print JSON");
     showing->callback([show] { showOption(*show); });
 }
