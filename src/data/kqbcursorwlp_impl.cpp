@@ -119,7 +119,6 @@ void KqbDatavarWlpCursorImpl::dropSet() {
 void KqbDatavarWlpCursorImpl::clear() {
     dropSet();
     columns_.clear();
-    lacksColumn_ = false;
 }
 
 void KqbDatavarWlpCursorImpl::setRowSet(kqwlpRowSet *set) {
@@ -152,32 +151,17 @@ bool KqbDatavarWlpCursorImpl::adopt(kqwlpRowSet *set) {
 
 // --- Columns --------------------------------------------------------------------------------------
 
-KqbString KqbDatavarWlpCursorImpl::getColumnName(int column) {
-    auto const index = static_cast<unsigned>(column);
-    return index < columns_.size() ? columns_[index].name : KqbString("", true);
-}
-
-kqbType KqbDatavarWlpCursorImpl::getColumnType(int column) {
-    auto const index = static_cast<unsigned>(column);
-    return index < columns_.size() ? columns_[index].type : KqbTypeUnknown;
-}
-
-void KqbDatavarWlpCursorImpl::addColumn(KqbString const &name, kqbType type) {
-    if (kqbWithMemory([&] { columns_.push_back({name, type}); })) return;
-    lacksColumn_ = true;
-}
-
 bool KqbDatavarWlpCursorImpl::createColumns() {
     dropSet();
-    if (lacksColumn_) return failRowset(KQWLP_MEMORY);
-    if (columns_.empty()) {
+    if (!columns_.areComplete()) return failRowset(KQWLP_MEMORY);
+    if (columns_.count() == 0) {
         message_ = KqbString("Cannot create zero columns", true);
         return false;
     }
     std::string codes;
     bool const hasMemory = kqbWithMemory([&] {
-        for (Column const &column : columns_) {
-            codes += static_cast<char>(rowSetType(column.type));
+        for (int i = 0; i < getColumnCount(); ++i) {
+            codes += static_cast<char>(rowSetType(columns_.type(i)));
             if (codes.back() == KQWLP_UNSUPPORTED) message_ = KqbString(kUnsupported, true);
         }
     });
@@ -199,19 +183,19 @@ bool KqbDatavarWlpCursorImpl::copyFrom(KqbDatavarCursor *source) {
 
 // Columns may have come since the records were made.
 bool KqbDatavarWlpCursorImpl::prepareRecords() {
-    if (records_.size() == columns_.size()) return true;
+    if (records_.size() == columns_.count()) return true;
     return kqbWithMemory([this] {
-        held_.resize(columns_.size());
-        records_.resize(columns_.size());
+        held_.resize(columns_.count());
+        records_.resize(columns_.count());
     });
 }
 
 bool KqbDatavarWlpCursorImpl::beginRow() {
     isRowOpen_ = prepareRecords();
     if (!isRowOpen_) return outOfMemory();
-    for (std::size_t i = 0; i < columns_.size(); ++i) {
+    for (unsigned i = 0; i < columns_.count(); ++i) {
         kqwlpColumnValue &record = records_[i];
-        record.type = rowSetType(columns_[i].type);
+        record.type = rowSetType(columns_.type(static_cast<int>(i)));
         record.absent = 1;
         if (record.type == KQWLP_UNSUPPORTED) message_ = KqbString(kUnsupported, true);
         if (record.type != KQWLP_TEXT) continue;
@@ -231,7 +215,7 @@ void KqbDatavarWlpCursorImpl::setValue(int column, KqbDatavar const &value) {
     kqwlpColumnValue &record = records_[index];
     record.absent = value.isNull();
     if (value.isNull()) return;
-    record.type = rowSetType(columns_[index].type);
+    record.type = rowSetType(columns_.type(column));
     bool error = false;
     switch (record.type) {
         case KQWLP_BOOLEAN:
@@ -269,7 +253,7 @@ void KqbDatavarWlpCursorImpl::setText(int column, KqbString const &text) {
 
 bool KqbDatavarWlpCursorImpl::endRow() {
     auto const columns = static_cast<std::size_t>(kqwlpRowSet_getColumns(set_));
-    bool const fits = isRowOpen_ && records_.size() == columns && columns_.size() == columns;
+    bool const fits = isRowOpen_ && records_.size() == columns && columns_.count() == columns;
     if (!fits || kqwlpRowSet_addRow(set_, records_.data()) != KQWLP_OK) {
         message_ = KqbString("Failed to add input row", true);
         return false;
