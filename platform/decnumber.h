@@ -171,7 +171,7 @@ decSext *decSextFromString(decSext *result, char const *text, decContext *contex
 decSext *decSextFromBytes(decSext *result, char const *text, std::size_t length,
                           decContext *context);
 
-// The scientific text of the specification ("123.45", "1E+60", "-0.00", "Infinity", "NaN12") into
+// The scientific text ("123.45", "1E+60", "-0.00", "Infinity", "NaN12") into
 // a buffer of DECSEXT_String bytes, which is returned. It reads back to the same sign, coefficient
 // and exponent.
 char *decSextToString(decSext const *value, char *text);

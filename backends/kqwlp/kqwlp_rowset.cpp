@@ -100,7 +100,7 @@ kqwlpCode kqwlpRowSet::add(kqwlpColumnValue const *values) {
 kqwlpCode kqwlpRowSet::packOpenChunk() {
     if (chunks_.size() == chunks_.capacity())
         chunks_.reserve(std::max<std::size_t>(2 * chunks_.size(), 8));
-    Chunk chunk{nullptr, 0, 0, packedRows_, openRows_};
+    Chunk chunk{nullptr, 0, kNoPosition, packedRows_, openRows_};
     std::size_t const size = packer_.plan(shape_, openChunk_, openRows_, openTextBytes_);
     if (kqwlpCode const code = store(size, &chunk); code != KQWLP_OK) return code;
     chunks_.push_back(std::move(chunk));
@@ -123,12 +123,21 @@ kqwlpCode kqwlpRowSet::store(std::size_t size, Chunk *chunk) {
     return KQWLP_OK;
 }
 
-kqwlpCode kqwlpRowSet::moveToFile(Chunk &chunk) {
-    kqwlpCode const code = spill_.write(chunk.bytes.get(), chunk.size, &chunk.position);
-    if (code != KQWLP_OK) return code;
-    chunk.bytes.reset();
-    memory_ -= static_cast<long long>(chunk.size);
-    return KQWLP_OK;
+// Writes chunks from the last one on until the others fit. Their memory goes back afterwards, front
+// to back: the heap then shrinks once and not with every chunk.
+kqwlpCode kqwlpRowSet::spill() {
+    kqwlpCode code = KQWLP_OK;
+    std::size_t first = chunks_.size();
+    while (code == KQWLP_OK && memory_ > limit_) {
+        Chunk &chunk = chunks_[--first];
+        if (chunk.bytes == nullptr) continue;
+        code = spill_.write(chunk.bytes.get(), chunk.size, &chunk.position);
+        if (code == KQWLP_OK) memory_ -= static_cast<long long>(chunk.size);
+    }
+    for (; first < chunks_.size(); ++first) {
+        if (chunks_[first].position >= 0) chunks_[first].bytes.reset();
+    }
+    return code;
 }
 
 kqwlpCode kqwlpRowSet::setMemory(long long bytes, char const *directory) {
@@ -137,11 +146,7 @@ kqwlpCode kqwlpRowSet::setMemory(long long bytes, char const *directory) {
     spill_.setDirectory(directory);
     if (memory_ <= limit_) return KQWLP_OK;
     readIndex_ = kNone;  // its texts may be about to move
-    for (auto chunk = chunks_.rbegin(); chunk != chunks_.rend() && memory_ > limit_; ++chunk) {
-        if (chunk->bytes == nullptr) continue;
-        if (kqwlpCode const code = moveToFile(*chunk); code != KQWLP_OK) return code;
-    }
-    return KQWLP_OK;
+    return spill();
 }
 
 // --- Reading --------------------------------------------------------------------------------------

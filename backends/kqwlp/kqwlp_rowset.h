@@ -45,7 +45,7 @@ public:
     kqwlpUsage usage() const { return {memory_, spill_.size()}; }
 
 private:
-    // A full chunk; bytes is null where it lies in the file.
+    // A full chunk, in memory or at a position of the file.
     struct Chunk {
         std::unique_ptr<char[]> bytes;
         std::size_t size;
@@ -53,13 +53,14 @@ private:
         long long firstRow;
         unsigned rows;
     };
+    static constexpr long long kNoPosition = -1;
     static constexpr std::size_t kNone = ~std::size_t{0};
 
     kqwlpCode check(kqwlpColumnValue const *values, std::size_t *textBytes) const;
     bool isFull() const;
     kqwlpCode packOpenChunk();
     kqwlpCode store(std::size_t size, Chunk *chunk);
-    kqwlpCode moveToFile(Chunk &chunk);
+    kqwlpCode spill();
     kqwlpCode readRow(long long number, kqwlpRow *row);
     kqwlpCode openForReading(std::size_t index);
     std::size_t chunkOf(long long number) const;

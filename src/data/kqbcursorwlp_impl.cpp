@@ -12,7 +12,6 @@
 #include "kqb/kqbhost.h"
 #include "kqb/kqbstringformat.h"
 #include "kqb/kqbstringwlpcursor.h"
-#include "platform/kqschr.h"
 
 namespace {
 
@@ -65,9 +64,10 @@ void refer(kqwlpColumnValue &record, void const *bytes, std::size_t size) {
 // A real that holds null is none.
 bool fillReal(kqwlpColumnValue &record, KqbDatavar const &value, unsigned char *words) {
     bool error = false;
-    KqbReal const real = value.asReal(&error);
-    record.absent = real.isNull();
-    std::memcpy(words, &KqbRealAccess::decimal(real), KQWLP_REAL_SIZE);
+    KqbReal const converted =
+        value.type() != KqbTypeReal ? value.asReal(&error) : KqbDatavarAccess::real(value);
+    record.absent = converted.isNull();
+    std::memcpy(words, &KqbRealAccess::decimal(converted), KQWLP_REAL_SIZE);
     refer(record, words, KQWLP_REAL_SIZE);
     return !error;
 }
@@ -113,12 +113,12 @@ void KqbDatavarWlpCursorImpl::dropSet() {
     records_.clear();
     held_.clear();
     holders_.clear();
+    valueCount_ = 0;
 }
 
 void KqbDatavarWlpCursorImpl::clear() {
     dropSet();
     columns_.clear();
-    lacksColumn_ = false;
 }
 
 void KqbDatavarWlpCursorImpl::setRowSet(kqwlpRowSet *set) {
@@ -126,50 +126,42 @@ void KqbDatavarWlpCursorImpl::setRowSet(kqwlpRowSet *set) {
     clear();
     if (adopt(set)) return;
     set_ = set;
-    message_ = kqbCursorOutOfMemory();
+    outOfMemory();
 }
 
 // Holds a set and makes the holders for its values.
 bool KqbDatavarWlpCursorImpl::adopt(kqwlpRowSet *set) {
     auto const count = static_cast<std::size_t>(kqwlpRowSet_getColumns(set));
     if (!kqbWithMemory([&] { holders_.resize(count); })) return false;
+    valueCount_ = static_cast<unsigned>(count);
     set_ = set;
     return true;
 }
 
-bool KqbDatavarWlpCursorImpl::failRowset(int code) {
+// Apart, and seldom: what it needs must not burden those who never call it.
+[[gnu::noinline, gnu::cold]] bool KqbDatavarWlpCursorImpl::outOfMemory() {
+    message_ = kqbCursorOutOfMemory();
+    return false;
+}
+
+[[gnu::noinline, gnu::cold]] bool KqbDatavarWlpCursorImpl::failRowset(int code) {
     message_ = kqbStringFormat("Rowset error code: %d", code);
     return false;
 }
 
 // --- Columns --------------------------------------------------------------------------------------
 
-KqbString KqbDatavarWlpCursorImpl::getColumnName(int column) {
-    auto const index = static_cast<unsigned>(column);
-    return index < columns_.size() ? columns_[index].name : KqbString("", true);
-}
-
-kqbType KqbDatavarWlpCursorImpl::getColumnType(int column) {
-    auto const index = static_cast<unsigned>(column);
-    return index < columns_.size() ? columns_[index].type : KqbTypeUnknown;
-}
-
-void KqbDatavarWlpCursorImpl::addColumn(KqbString const &name, kqbType type) {
-    if (kqbWithMemory([&] { columns_.push_back({name, type}); })) return;
-    lacksColumn_ = true;
-}
-
 bool KqbDatavarWlpCursorImpl::createColumns() {
     dropSet();
-    if (lacksColumn_) return failRowset(KQWLP_MEMORY);
-    if (columns_.empty()) {
+    if (!columns_.areComplete()) return failRowset(KQWLP_MEMORY);
+    if (columns_.count() == 0) {
         message_ = KqbString("Cannot create zero columns", true);
         return false;
     }
     std::string codes;
     bool const hasMemory = kqbWithMemory([&] {
-        for (Column const &column : columns_) {
-            codes += static_cast<char>(rowSetType(column.type));
+        for (int i = 0; i < getColumnCount(); ++i) {
+            codes += static_cast<char>(rowSetType(columns_.type(i)));
             if (codes.back() == KQWLP_UNSUPPORTED) message_ = KqbString(kUnsupported, true);
         }
     });
@@ -191,22 +183,19 @@ bool KqbDatavarWlpCursorImpl::copyFrom(KqbDatavarCursor *source) {
 
 // Columns may have come since the records were made.
 bool KqbDatavarWlpCursorImpl::prepareRecords() {
-    if (records_.size() == columns_.size()) return true;
+    if (records_.size() == columns_.count()) return true;
     return kqbWithMemory([this] {
-        held_.resize(columns_.size());
-        records_.resize(columns_.size());
+        held_.resize(columns_.count());
+        records_.resize(columns_.count());
     });
 }
 
 bool KqbDatavarWlpCursorImpl::beginRow() {
     isRowOpen_ = prepareRecords();
-    if (!isRowOpen_) {
-        message_ = kqbCursorOutOfMemory();
-        return false;
-    }
-    for (std::size_t i = 0; i < columns_.size(); ++i) {
+    if (!isRowOpen_) return outOfMemory();
+    for (unsigned i = 0; i < columns_.count(); ++i) {
         kqwlpColumnValue &record = records_[i];
-        record.type = rowSetType(columns_[i].type);
+        record.type = rowSetType(columns_.type(static_cast<int>(i)));
         record.absent = 1;
         if (record.type == KQWLP_UNSUPPORTED) message_ = KqbString(kUnsupported, true);
         if (record.type != KQWLP_TEXT) continue;
@@ -226,7 +215,7 @@ void KqbDatavarWlpCursorImpl::setValue(int column, KqbDatavar const &value) {
     kqwlpColumnValue &record = records_[index];
     record.absent = value.isNull();
     if (value.isNull()) return;
-    record.type = rowSetType(columns_[index].type);
+    record.type = rowSetType(columns_.type(column));
     bool error = false;
     switch (record.type) {
         case KQWLP_BOOLEAN:
@@ -264,7 +253,7 @@ void KqbDatavarWlpCursorImpl::setText(int column, KqbString const &text) {
 
 bool KqbDatavarWlpCursorImpl::endRow() {
     auto const columns = static_cast<std::size_t>(kqwlpRowSet_getColumns(set_));
-    bool const fits = isRowOpen_ && records_.size() == columns && columns_.size() == columns;
+    bool const fits = isRowOpen_ && records_.size() == columns && columns_.count() == columns;
     if (!fits || kqwlpRowSet_addRow(set_, records_.data()) != KQWLP_OK) {
         message_ = KqbString("Failed to add input row", true);
         return false;
@@ -304,7 +293,7 @@ bool KqbDatavarWlpCursorImpl::getRowCount(__int64 *rows) {
 
 // The value of a column in the current row, which is where it was also when rows were added since.
 kqwlpColumnValue const *KqbDatavarWlpCursorImpl::valueAt(int column) {
-    if (row_ == nullptr || static_cast<unsigned>(column) >= holders_.size()) return nullptr;
+    if (row_ == nullptr || static_cast<unsigned>(column) >= valueCount_) return nullptr;
     if (isRowStale_) {
         int const code = kqwlpRowSet_currentRow(set_, &row_);
         if (code != KQWLP_OK) {
@@ -332,15 +321,14 @@ KqbDatavar KqbDatavarWlpCursorImpl::getValue(int column) {
             KqbDatavarAccess::assignDate(holder, value->date);
             break;
         case KQWLP_REAL:
-            holder.assign(KqbTypeReal, value->bytes, KQWLP_REAL_SIZE);
+            KqbDatavarAccess::assignReal(holder, value->bytes);
             break;
         default: {
             auto const *const text = static_cast<char const *>(value->bytes);
-            KqbDatavarAccess::assignText(holder, {text, value->size},
-                                         np_uchar_length_n(text, value->size));
+            KqbDatavarAccess::assignText(holder, {text, value->size});
         }
     }
-    if (holder.isNull()) message_ = kqbCursorOutOfMemory();
+    if (holder.isNull()) outOfMemory();
     return holder;
 }
 
@@ -350,7 +338,7 @@ KqbString KqbDatavarWlpCursorImpl::getText(int column) {
     if (value->type != KQWLP_TEXT) return getValue(column).asString();
     KqbString &holder = holders_[static_cast<unsigned>(column)].text;
     std::string_view const text(static_cast<char const *>(value->bytes), value->size);
-    if (!KqbStringAccess::assign(holder, text)) message_ = kqbCursorOutOfMemory();
+    if (!KqbStringAccess::assign(holder, text)) outOfMemory();
     return holder;
 }
 

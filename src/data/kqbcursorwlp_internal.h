@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "data/kqbcursorcolumns_internal.h"
 #include "kqb/kqbdatavarwlpcursor.h"
 #include "platform/kqwlp.h"
 
@@ -14,9 +15,9 @@ public:
     KqbDatavarWlpCursorImpl &operator=(KqbDatavarWlpCursorImpl const &) = delete;
 
     bool isReady() override { return true; }
-    KqbString getColumnName(int column) override;
-    kqbType getColumnType(int column) override;
-    int getColumnCount() override { return static_cast<int>(columns_.size()); }
+    KqbString getColumnName(int column) override { return columns_.name(column); }
+    kqbType getColumnType(int column) override { return columns_.type(column); }
+    int getColumnCount() override { return static_cast<int>(columns_.count()); }
     KqbDatavar getValue(int column) override;
     KqbString getErrorMessage() override { return message_; }
     bool getRowCount(__int64 *rows) override;
@@ -28,7 +29,7 @@ public:
     bool endRow() override;
     bool finish() override { return true; }
     bool copyFrom(KqbDatavarCursor *source) override;
-    void addColumn(KqbString const &name, kqbType type) override;
+    void addColumn(KqbString const &name, kqbType type) override { columns_.add(name, type); }
     bool createColumns() override;
     kqwlpRowSet *getRowSet() override { return set_; }
     void setRowSet(kqwlpRowSet *set) override;
@@ -42,39 +43,30 @@ public:
     virtual ~KqbDatavarWlpCursorImpl();
 
 private:
-    struct Column {
-        KqbString name;
-        kqbType type;
-    };
     // What the records of the row begun point at.
     struct Held {
         KqbDatavar value;
         KqbString text;
         unsigned char real[KQWLP_REAL_SIZE];
     };
-    // What values are handed out as copies of. Once the caller has let go of one, it takes the next
-    // row's value without a new piece of memory.
-    struct Holder {
-        KqbDatavar value;
-        KqbString text;
-    };
 
     void dropSet();
     bool adopt(kqwlpRowSet *set);
+    bool outOfMemory();
     bool failRowset(int code);
     bool prepareRecords();
     bool isWritable(int column) const;
     kqwlpColumnValue const *valueAt(int column);
 
     KqbString message_;
-    std::vector<Column> columns_;
-    bool lacksColumn_ = false;
+    KqbCursorColumns columns_;
     kqwlpRowSet *set_ = nullptr;
 
     bool rewound_ = false;
     kqwlpRow row_ = nullptr;
     bool isRowStale_ = false;  // rows were added since it was read
-    std::vector<Holder> holders_;
+    std::vector<KqbCursorHolder> holders_;
+    unsigned valueCount_ = 0;  // of the row set's columns
 
     std::vector<kqwlpColumnValue> records_;
     std::vector<Held> held_;

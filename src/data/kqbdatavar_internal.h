@@ -1,20 +1,50 @@
 // What the library's own code does with variants beyond the public operations.
 #pragma once
 
+#include <cstring>
 #include <string_view>
 
+#include "core/kqbcopy_internal.h"
+#include "core/kqbstring_internal.h"
 #include "kqb/kqbdatavar.h"
+#include "platform/kqschr.h"
 
+// Assigning goes straight into a value of the same type that nobody shares.
 class KqbDatavarAccess {
 public:
-    // Stores a text whose characters are known. False, and null, when memory ran out.
+    // Store a text, whose characters may be known. False, and null, when memory ran out. The value
+    // gets no other texts than through here.
     static bool assignText(KqbDatavar &value, std::string_view text, unsigned int characters) {
-        return value.storeText(text.data(), text.size(), characters);
+        if (!makeRoom(value, text.size())) return false;
+        kqbCopy(data(value), text.data(), text.size());
+        finishText(value, text.size(), characters);
+        return true;
+    }
+    static bool assignText(KqbDatavar &value, std::string_view text) {
+        if (!makeRoom(value, text.size())) return false;
+        bool const isAscii = kqbCopyIsAscii(data(value), text.data(), text.size());
+        finishText(value, text.size(),
+                   isAscii ? static_cast<unsigned int>(text.size())
+                           : np_uchar_length_n(text.data(), text.size()));
+        return true;
     }
 
     // Stores the number of a date, which is one already. False, and null, when memory ran out.
     static bool assignDate(KqbDatavar &value, double number) {
-        return value.storePlain(KqbTypeDate, &number, sizeof number, 0);
+        if (!value.isAlone(KqbTypeDate)) {
+            return value.storePlain(KqbTypeDate, &number, sizeof number, 0);
+        }
+        *static_cast<double *>(value.rep_->data) = number;
+        return true;
+    }
+
+    // Stores a decimal from its words, which are no NaN. False, and null, when memory ran out.
+    static bool assignReal(KqbDatavar &value, void const *bytes) {
+        unsigned long long words[3];
+        std::memcpy(words, bytes, sizeof words);
+        if (!value.isAlone(KqbTypeReal)) return value.storeReal(KqbReal().assign(&words, false));
+        static_cast<KqbReal *>(value.rep_->data)->assign(&words, false);
+        return true;
     }
 
     // The text of a String.
@@ -22,6 +52,30 @@ public:
         return {value.text(), value.rep_->size - std::size_t{1}};
     }
 
-    // The number of a Date.
+    // The number of a Date, and the decimal of a Real.
     static double date(KqbDatavar const &value) { return value.value<double>(); }
+    static KqbReal const &real(KqbDatavar const &value) { return value.value<KqbReal>(); }
+
+private:
+    static char *data(KqbDatavar &value) { return static_cast<char *>(value.rep_->data); }
+
+    // Texts are given as much room as the pool has in a block, so that the next one fits too. One
+    // that leaves most of it free is then taken for a text with little room, which is safe.
+    static std::size_t roomFor(std::size_t size) {
+        return size <= 16 ? 16 : size <= 64 ? 64 : size <= 256 ? 256 : size <= 1024 ? 1024 : size;
+    }
+    static bool makeRoom(KqbDatavar &value, std::size_t bytes) {
+        if (value.isAlone(KqbTypeString) && bytes < roomFor(value.rep_->size)) return true;
+        if (bytes <= kKqbStringMaxBytes) {
+            auto const room = static_cast<unsigned int>(roomFor(bytes + 1));
+            return value.storePlain(KqbTypeString, "", 0, room);
+        }
+        value.setNull();
+        return false;
+    }
+    static void finishText(KqbDatavar &value, std::size_t bytes, unsigned int characters) {
+        data(value)[bytes] = '\0';
+        value.rep_->size = static_cast<unsigned int>(bytes) + 1;
+        value.rep_->characters = characters;
+    }
 };

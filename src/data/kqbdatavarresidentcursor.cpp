@@ -15,33 +15,23 @@ std::string_view viewOf(KqbResidentRows::Cell const &cell) {
 
 }  // namespace
 
-bool KqbDatavarResidentCursorImpl::outOfMemory() {
+// Apart, and seldom: what it needs must not burden those who never call it.
+[[gnu::noinline, gnu::cold]] bool KqbDatavarResidentCursorImpl::outOfMemory() {
     message_ = kqbCursorOutOfMemory();
     return false;
 }
 
 void KqbDatavarResidentCursorImpl::clear() {
     columns_.clear();
-    lacksColumn_ = false;
+    holders_.clear();
     rows_.clear();
 }
 
 // --- Columns --------------------------------------------------------------------------------------
 
-KqbString KqbDatavarResidentCursorImpl::getColumnName(int column) {
-    return isColumn(column) ? columns_[static_cast<unsigned>(column)].name : KqbString("", true);
+bool KqbDatavarResidentCursorImpl::createColumns() {
+    return columns_.areComplete() || outOfMemory();
 }
-
-kqbType KqbDatavarResidentCursorImpl::getColumnType(int column) {
-    return isColumn(column) ? columns_[static_cast<unsigned>(column)].type : KqbTypeUnknown;
-}
-
-void KqbDatavarResidentCursorImpl::addColumn(KqbString const &name, kqbType type) {
-    if (kqbWithMemory([&] { columns_.push_back({name, type, {}, {}}); })) return;
-    lacksColumn_ = true;
-}
-
-bool KqbDatavarResidentCursorImpl::createColumns() { return !lacksColumn_ || outOfMemory(); }
 
 bool KqbDatavarResidentCursorImpl::copyFrom(KqbDatavarCursor *source) {
     return kqbCopyCursorFrom(source, this, &message_, [this] { clear(); });
@@ -57,6 +47,16 @@ bool KqbDatavarResidentCursorImpl::getRowCount(__int64 *rows) {
 bool KqbDatavarResidentCursorImpl::rewind() {
     rows_.rewind();
     return true;
+}
+
+// Null when memory ran out.
+KqbCursorHolder *KqbDatavarResidentCursorImpl::holderOf(unsigned column) {
+    if (column >= holders_.size() &&
+        !kqbWithMemory([this] { holders_.resize(columns_.count()); })) {
+        outOfMemory();
+        return nullptr;
+    }
+    return &holders_[column];
 }
 
 void KqbDatavarResidentCursorImpl::load(KqbDatavar &holder, KqbResidentRows::Tag tag,
@@ -90,9 +90,10 @@ KqbDatavar KqbDatavarResidentCursorImpl::getValue(int column) {
     if (row == nullptr || index >= row->width()) return {};
     KqbResidentRows::Tag const tag = row->tags()[index];
     if (tag == KqbResidentRows::kNull) return {};
-    KqbDatavar &holder = columns_[index].holder;
-    load(holder, tag, row->cells()[index]);
-    return holder;
+    KqbCursorHolder *const holder = holderOf(index);
+    if (holder == nullptr) return {};
+    load(holder->value, tag, row->cells()[index]);
+    return holder->value;
 }
 
 KqbString KqbDatavarResidentCursorImpl::getText(int column) {
@@ -100,27 +101,28 @@ KqbString KqbDatavarResidentCursorImpl::getText(int column) {
     auto const index = static_cast<unsigned>(column);
     if (row == nullptr || index >= row->width()) return {};
     if (row->tags()[index] != KqbTypeString) return {};
-    KqbString &holder = columns_[index].textHolder;
-    if (!KqbStringAccess::assign(holder, viewOf(row->cells()[index]))) outOfMemory();
-    return holder;
+    KqbCursorHolder *const holder = holderOf(index);
+    if (holder == nullptr) return {};
+    if (!KqbStringAccess::assign(holder->text, viewOf(row->cells()[index]))) outOfMemory();
+    return holder->text;
 }
 
 // --- Writing --------------------------------------------------------------------------------------
 
 bool KqbDatavarResidentCursorImpl::beginRow() {
-    return (rows_.end() && rows_.begin(width())) || outOfMemory();
+    return (rows_.end() && rows_.begin(columns_.count())) || outOfMemory();
 }
 
 void KqbDatavarResidentCursorImpl::setValue(int column, KqbDatavar const &value) {
-    rows_.set(static_cast<unsigned>(column), width(), value);
+    rows_.set(static_cast<unsigned>(column), columns_.count(), value);
 }
 
 void KqbDatavarResidentCursorImpl::setText(int column, KqbString const &text) {
     auto const index = static_cast<unsigned>(column);
     if (text.isNull()) {
-        rows_.setNull(index, width());
+        rows_.setNull(index, columns_.count());
     } else {
-        rows_.setText(index, width(), text.asCstr(), text.cStrSize() - 1, text.length());
+        rows_.setText(index, columns_.count(), text.asCstr(), text.cStrSize() - 1, text.length());
     }
 }
 

@@ -3,15 +3,16 @@
 
 #include <vector>
 
+#include "data/kqbcursorcolumns_internal.h"
 #include "data/kqbresidentrows_internal.h"
 #include "kqb/kqbdatavarcursor.h"
 
 class KqbDatavarResidentCursorImpl final : public KqbDatavarCursorCreater {
 public:
     bool isReady() override { return true; }
-    KqbString getColumnName(int column) override;
-    kqbType getColumnType(int column) override;
-    int getColumnCount() override { return static_cast<int>(columns_.size()); }
+    KqbString getColumnName(int column) override { return columns_.name(column); }
+    kqbType getColumnType(int column) override { return columns_.type(column); }
+    int getColumnCount() override { return static_cast<int>(columns_.count()); }
     KqbDatavar getValue(int column) override;
     KqbString getErrorMessage() override { return message_; }
     bool getRowCount(__int64 *rows) override;
@@ -23,7 +24,7 @@ public:
     bool endRow() override;
     bool finish() override { return true; }
     bool copyFrom(KqbDatavarCursor *source) override;
-    void addColumn(KqbString const &name, kqbType type) override;
+    void addColumn(KqbString const &name, kqbType type) override { columns_.add(name, type); }
     bool createColumns() override;
 
     // For the cursor over strings.
@@ -35,22 +36,12 @@ public:
     virtual ~KqbDatavarResidentCursorImpl() = default;
 
 private:
-    // A value is handed out as a copy of the column's holder. Once the caller has let go of it, the
-    // holder takes the next row's value without a new piece of memory.
-    struct Column {
-        KqbString name;
-        kqbType type;
-        KqbDatavar holder;
-        KqbString textHolder;
-    };
-
-    bool isColumn(int column) const { return static_cast<unsigned>(column) < columns_.size(); }
-    unsigned width() const { return static_cast<unsigned>(columns_.size()); }
     bool outOfMemory();
+    KqbCursorHolder *holderOf(unsigned column);
     void load(KqbDatavar &holder, KqbResidentRows::Tag tag, KqbResidentRows::Cell const &cell);
 
     KqbString message_;
-    std::vector<Column> columns_;
-    bool lacksColumn_ = false;
+    KqbCursorColumns columns_;
+    std::vector<KqbCursorHolder> holders_;  // of the first columns, as far as they were read
     KqbResidentRows rows_;
 };

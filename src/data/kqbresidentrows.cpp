@@ -114,7 +114,7 @@ bool KqbResidentRows::store(Tag &tag, Cell &cell, KqbDatavar const &value) {
             cell.date = KqbDatavarAccess::date(value);
             return true;
         case KqbTypeReal:
-            if (KqbReal const real = value.asReal(); !real.isNull()) {
+            if (KqbReal const &real = KqbDatavarAccess::real(value); !real.isNull()) {
                 return storeReal(old, cell, real);
             }
             break;

@@ -3,6 +3,8 @@
 Usage: kqb_tool_test.py TOOL HOME [unittest argument]...
 """
 
+import csv
+import io
 import json
 import os
 import subprocess
@@ -25,6 +27,10 @@ def run(*arguments, env=None, stdout=subprocess.PIPE):
         timeout=60,
         check=False,
     )
+
+
+def json_lines(output):
+    return [json.loads(line) for line in output.decode().split("\n")[:-1]]
 
 
 class ToolTest(unittest.TestCase):
@@ -71,7 +77,7 @@ class OptionsTest(ToolTest):
     def options(self, *arguments, env=None):
         result = run("options", "--json", "--home", home, *arguments, env=env)
         self.assertEqual(OK, result.returncode, result.stderr)
-        return {option["key"]: option["value"] for option in json.loads(result.stdout)}
+        return {option["key"]: option["value"] for option in json_lines(result.stdout)}
 
     def test_home(self):
         self.check("", "option", "BASE/TEMP", code=FAILURE)
@@ -155,7 +161,20 @@ class ConfigTest(ToolTest):
             {"key": "a", "value": "", "comment": ""},
             {"key": "b", "value": "2", "comment": "\ufffd"},
         ]
-        self.assertEqual(expected, json.loads(result.stdout))
+        self.assertEqual(expected, json_lines(result.stdout))
+
+    def test_list_as_csv_and_table(self):
+        text = '#one\\ntwo\nb=say "x, y"\na=\nlong key=\xc3\xa9\n'
+        self.path.write_bytes(text.encode("latin-1"))
+        output = run("config", "list", str(self.path), "--csv").stdout.decode()
+        rows = [["key", "value", "comment"], ["a", "", ""], ["b", 'say "x, y"', "one\ntwo"],
+                ["long key", "é", ""]]
+        self.assertEqual(rows, list(csv.reader(io.StringIO(output, newline=""), strict=True)))
+        self.assertEqual(4 + 1, output.count("\n"))
+        self.assertEqual(4, output.count("\r\n"))
+        self.config("list", "--table", expected="key       value       comment\na\n"
+                    'b         say "x, y"  one\\ntwo\nlong key  é\n')
+        self.config("list", "--csv", "--json", code=USAGE)
 
     def test_what_cannot_be_done_leaves_the_file(self):
         self.config("set", "k", "v", code=FAILURE)

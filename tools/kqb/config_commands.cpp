@@ -1,20 +1,20 @@
 #include <filesystem>
 #include <memory>
+#include <optional>
 
 #include "commands.h"
 #include "entry_arguments.h"
 #include "kqb/kqbconfigfile.h"
 #include "library.h"
+#include "list.h"
 #include "output.h"
 
 namespace {
 
-using nlohmann::ordered_json;
-
 struct ConfigArguments : EntryArguments {
     std::string file;
     bool create = false;
-    bool json = false;
+    std::optional<CursorFormat> format;  // of the list; none: KEY=VALUE
 };
 
 KqbConfigFile readFile(ConfigArguments const &arguments) {
@@ -41,18 +41,16 @@ KqbString findEntry(KqbConfigFile &file, ConfigArguments const &arguments) {
 void listEntries(ConfigArguments const &arguments) {
     InitializedLibrary const library;
     KqbConfigFile file = readFile(arguments);
-    ordered_json list = ordered_json::array();
+    List list({"key", "value", "comment"});
     KqbString key, value;
     for (bool more = file.getNextEntry(true, &key, &value); more;
          more = file.getNextEntry(false, &key, &value)) {
-        if (arguments.json)
-            list.push_back({{"key", toJson(key)},
-                            {"value", toJson(value)},
-                            {"comment", toJson(file.getEntryComment(key))}});
+        if (arguments.format)
+            list.add({key, value, file.getEntryComment(key)});
         else
             printLine(toText(key) + "=" + toText(value));
     }
-    if (arguments.json) printJson(list);
+    if (arguments.format) list.print(*arguments.format);
 }
 
 void getEntry(ConfigArguments const &arguments) {
@@ -118,9 +116,11 @@ void addConfigCommands(CLI::App &tool) {
         "config", "Read and change a configuration file, keeping everything else in it");
     config->require_subcommand(1);
 
-    ConfigCommand const list =
-        addCommand(*config, "list", "List the entries, KEY=VALUE in key order", listEntries);
-    list.app->add_flag("--json", list.arguments->json, "Print JSON, comments included");
+    ConfigCommand const list = addCommand(
+        *config, "list",
+        "List the entries in key order, KEY=VALUE or with their comments in another format",
+        listEntries);
+    addFormatOptions(*list.app, list.arguments->format);
 
     addKeyCommand(*config, "get", "Print the value of an entry", getEntry);
 

@@ -1,9 +1,11 @@
 #include <memory>
+#include <optional>
 
 #include "commands.h"
 #include "kqb/kqbconfigoptions.h"
 #include "kqb/kqbstringcursor.h"
 #include "library.h"
+#include "list.h"
 #include "output.h"
 
 namespace {
@@ -15,7 +17,8 @@ struct OptionsArguments {
     std::string key;
     std::string apply;
     bool expand = false;
-    bool json = false;
+    std::optional<CursorFormat> format;  // of a list; none: KEY=VALUE
+    bool json = false;                   // of one option
 };
 
 // Values are masked before references are replaced, or a reference would carry a password into
@@ -35,16 +38,16 @@ KqbConfigOptions *maskedOptions() {
 void listOptions(OptionsArguments const &arguments) {
     StartedLibrary const library(arguments.start);
     KqbConfigOptions *const options = maskedOptions();
-    ordered_json list = ordered_json::array();
+    List list({"key", "value"});
     KqbString key, value;
     for (int i = 0; options->getOptionAt(i, &key, &value, arguments.expand); ++i) {
         value = kqbMaskOptionValue(key, value);  // a password may stand in what was inserted
-        if (arguments.json)
-            list.push_back({{"key", toJson(key)}, {"value", toJson(value)}});
+        if (arguments.format)
+            list.add({key, value});
         else
             printLine(toText(key) + "=" + toText(value));
     }
-    if (arguments.json) printJson(list);
+    if (arguments.format) list.print(*arguments.format);
 }
 
 struct ReleaseCursor {
@@ -91,7 +94,7 @@ void applyOptions(OptionsArguments const &arguments) {
     checkResult(result, error);
     Cursor const previous(previousValues);
     Cursor const added(newKeys);
-    showUndo(*previous, *added, arguments.json);
+    showUndo(*previous, *added, arguments.format == CursorFormat::kJson);
     result = kqbStartupSetOptions(previous.get(), &error);
     checkResult(result, error);
     result = kqbStartupDeleteOptions(added.get(), &error);
@@ -122,7 +125,6 @@ void showOption(OptionsArguments const &arguments) {
 
 void addCommonOptions(CLI::App &command, OptionsArguments &arguments) {
     command.add_flag("--expand", arguments.expand, "Replace references %%KEY%% by their values");
-    command.add_flag("--json", arguments.json, "Print JSON");
     addStartOptions(command, arguments.start);
 }
 
@@ -135,13 +137,16 @@ void addOptionsCommands(CLI::App &tool) {
                             "List the effective options after start-up, KEY=VALUE in the order in "
                             "which they were set; passwords are masked");
     addCommonOptions(*listing, *list);
+    addFormatOptions(*listing, list->format);
     CLI::Option *const apply =
         listing
             ->add_option("--apply", list->apply,
                          "Set the options of this attribute list after start-up, show instead of "
                          "all options what undoes that, and undo it")
             ->type_name("TEXT")
-            ->excludes(listing->get_option("--expand"));
+            ->excludes(listing->get_option("--expand"))
+            ->excludes(listing->get_option("--table"))
+            ->excludes(listing->get_option("--csv"));
     listing->callback([list, apply] {
         if (apply->count() > 0)
             applyOptions(*list);
@@ -156,5 +161,6 @@ void addOptionsCommands(CLI::App &tool) {
         ->required()
         ->type_name("");
     addCommonOptions(*showing, *show);
+    showing->add_flag("--json", show->json, "Print JSON");
     showing->callback([show] { showOption(*show); });
 }
