@@ -210,9 +210,8 @@ decSext *decSextToIntegralValue(decSext *result, decSext const *value, decContex
                                 rounding round);
 // -1, 0 or 1 as a decimal; NaN when one of the two is.
 decSext *decSextCompare(decSext *result, decSext const *left, decSext const *right, decContext *);
-// The same as an integer, and quicker; unordered when one of the two is NaN, of either kind.
-enum { DECSEXT_Unordered = 2 };
-int decSextOrder(decSext const *left, decSext const *right);
+// The same as an integer, and quicker; `unordered` when one of the two is NaN, of either kind.
+int decSextOrder(decSext const *left, decSext const *right, int unordered);
 
 // --- General numbers --------------------------------------------------------------------------
 

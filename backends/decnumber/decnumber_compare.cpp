@@ -3,50 +3,32 @@
 namespace decnumber {
 namespace {
 
-constexpr int kUndecided = 3;
-
 int orderOf(Sign sign) { return isMinus(sign) ? -1 : 1; }
 
-// Of numbers with one sign and different exponents, by their sizes in bits, where those are far
-// enough apart. Both are scaled by 2^16: the bits of a power of ten, and a difference that one bit
-// on either side and what the former lacks cannot make up for.
-[[gnu::always_inline]] inline int orderBySize(Finite const &a, Finite const &b) {
-    constexpr std::int64_t kBitsOfTen = 217706;
-    constexpr std::int64_t kEnough = 3 << 15;
-    int const bitsA = bitLength(a.coefficient), bitsB = bitLength(b.coefficient);
-    if (bitsA == 0 || bitsB == 0) return kUndecided;
-    std::int64_t const size =
-        (std::int64_t{bitsA - bitsB} << 16) + (a.exponent - b.exponent) * kBitsOfTen;
-    if (size > kEnough) return orderOf(a.sign);
-    return size < -kEnough ? -orderOf(a.sign) : kUndecided;
+constexpr int kUndecided = 3;
+
+// Of numbers with one sign whose exponents differ by `gap`, the first one's being larger: by their
+// first words, of which the first one's stands for what lies from it up to the next.
+[[gnu::always_inline]] inline int orderByFirstWords(Words3 const &a, Words3 const &b, Word power) {
+    int const first = a[2] | b[2] ? 2 : a[1] | b[1] ? 1 : 0;
+    Wide const least = Wide{a[first]} * power;
+    if (least > b[first]) return 1;
+    if (first == 0) return least < b[0] ? -1 : 0;
+    return least + power <= b[first] ? -1 : kUndecided;
 }
 
-// Of numbers with one sign, of one word each, whose exponents are near.
-[[gnu::always_inline]] inline int orderOfSmall(Word a, Word b, std::int64_t gap, Sign sign) {
-    Wide const first = gap > 0 ? Wide{a} * kPowers[gap][0] : a;
-    Wide const second = gap > 0 ? b : Wide{b} * kPowers[-gap][0];
-    if (first == second) return 0;
-    return first < second ? -orderOf(sign) : orderOf(sign);
+[[gnu::always_inline]] inline Words3 coefficientOf(decSext const &value) {
+    return {{value.words[0], value.words[1], value.words[2] & kCoefficientTop}};
 }
 
-// What most comparisons need.
-[[gnu::always_inline]] inline int quickOrder(Finite const &a, Finite const &b) {
-    if (a.sign != b.sign) {
-        Word const any = a.coefficient[0] | b.coefficient[0];
-        return any ? orderOf(a.sign) : kUndecided;
-    }
-    if (a.exponent != b.exponent) {
-        constexpr std::int64_t kNear = 19;
-        std::int64_t const gap = a.exponent - b.exponent;
-        bool const isSmall =
-            !(a.coefficient[1] | a.coefficient[2] | b.coefficient[1] | b.coefficient[2]);
-        if (isSmall && gap >= -kNear && gap <= kNear) {
-            return orderOfSmall(a.coefficient[0], b.coefficient[0], gap, a.sign);
-        }
-        return orderBySize(a, b);
-    }
-    if (a.coefficient == b.coefficient) return 0;
-    return isLess(a.coefficient, b.coefficient) ? -orderOf(a.sign) : orderOf(a.sign);
+// Whether a number is finite, its coefficient small enough to count and not nearly too large.
+[[gnu::always_inline]] inline bool isPlain(decSext const &value) {
+    Word const top = value.words[2];
+    return (top & kOtherLayout) != kOtherLayout && (top & kCoefficientTop) < kCoefficientLimit[2];
+}
+
+[[gnu::always_inline]] inline std::int64_t exponentOf(decSext const &value) {
+    return static_cast<std::int64_t>(value.words[2] >> kExponentShift) & kExponentMask;
 }
 
 // Of numbers that are not 0.
@@ -59,20 +41,36 @@ int compareMagnitudes(Finite const &a, Finite const &b) {
     return compare(a.coefficient, scaledUp(b.coefficient, -gap));
 }
 
-int compareFinite(Finite const &a, Finite const &b) {
+// In a function of its own, where it is not in the way of the usual.
+[[gnu::noinline]] int compareFinite(decSext const &left, decSext const &right) {
+    Finite const a = partsOf(left), b = partsOf(right);
     bool const isZeroA = isZero(a.coefficient), isZeroB = isZero(b.coefficient);
     if (isZeroA) return isZeroB ? 0 : -orderOf(b.sign);
     if (isZeroB || a.sign != b.sign) return orderOf(a.sign);
     return orderOf(a.sign) * compareMagnitudes(a, b);
 }
 
-[[gnu::noinline]] int compareAny(decSext const &left, decSext const &right) {
-    if (decSextIsNaN(&left) || decSextIsNaN(&right)) return DECSEXT_Unordered;
+[[gnu::noinline]] int compareAny(decSext const &left, decSext const &right, int unordered) {
+    if (decSextIsNaN(&left) || decSextIsNaN(&right)) return unordered;
     bool const isFiniteLeft = isFinite(left), isFiniteRight = isFinite(right);
-    if (isFiniteLeft && isFiniteRight) return compareFinite(partsOf(left), partsOf(right));
+    if (isFiniteLeft && isFiniteRight) return compareFinite(left, right);
     if (isFiniteLeft) return -orderOf(signOf(right));
     if (isFiniteRight || signOf(left) != signOf(right)) return orderOf(signOf(left));
     return 0;
+}
+
+// Of plain numbers whose signs or exponents differ.
+[[gnu::noinline]] int compareApart(decSext const &left, decSext const &right) {
+    constexpr std::int64_t kNear = 19;  // the powers of ten of one word
+    Words3 const a = coefficientOf(left), b = coefficientOf(right);
+    int const positive = isNegative(left) ? -1 : 1;
+    if (isNegative(left) != isNegative(right)) return isZero(a) && isZero(b) ? 0 : positive;
+    std::int64_t const gap = exponentOf(left) - exponentOf(right);
+    if (gap < -kNear || gap > kNear) return compareFinite(left, right);
+    int const order = gap > 0 ? orderByFirstWords(a, b, kPowers[gap][0])
+                              : -orderByFirstWords(b, a, kPowers[-gap][0]);
+    bool const isDecided = order != kUndecided && order != -kUndecided;
+    return isDecided ? order * positive : compareFinite(left, right);
 }
 
 }  // namespace
@@ -80,19 +78,21 @@ int compareFinite(Finite const &a, Finite const &b) {
 
 using namespace decnumber;
 
-int decSextOrder(decSext const *left, decSext const *right) {
-    Finite a, b;
-    if (unpackPlain(*left, a) && unpackPlain(*right, b)) [[likely]] {
-        int const order = quickOrder(a, b);
-        if (order != kUndecided) return order;
-    }
-    return compareAny(*left, *right);
+int decSextOrder(decSext const *left, decSext const *right, int unordered) {
+    if (!isPlain(*left) || !isPlain(*right)) [[unlikely]]
+        return compareAny(*left, *right, unordered);
+    Words3 const a = coefficientOf(*left), b = coefficientOf(*right);
+    Word const differing = left->words[2] ^ right->words[2];
+    if (differing >> kExponentShift != 0) return compareApart(*left, *right);
+    if (a == b) return 0;
+    return isLess(a, b) != isNegative(*left) ? -1 : 1;
 }
 
 decSext *decSextCompare(decSext *result, decSext const *left, decSext const *right,
                         decContext *context) {
-    int const order = decSextOrder(left, right);
-    if (order != DECSEXT_Unordered) return decSextFromInt64(result, order);
+    constexpr int unordered = 2;
+    int const order = decSextOrder(left, right, unordered);
+    if (order != unordered) return decSextFromInt64(result, order);
     passNaN(result, {left, right}, context);
     return result;
 }

@@ -264,7 +264,23 @@ private:
     Value const &value() const {
         return *static_cast<Value const *>(rep_->data);
     }
-    char const *text() const { return static_cast<char const *>(rep_->data); }
+    char *data() const { return static_cast<char *>(rep_->data); }
+    char const *text() const { return data(); }
+
+    // Texts are given as much room as the pool has in a block, so that the next one fits too. One
+    // that leaves most of it free is then taken for a text with little room, which is safe.
+    static unsigned int roomFor(std::size_t size) {
+        if (size > 256) return size <= 1024 ? 1024 : static_cast<unsigned int>(size);
+        return size <= 16 ? 16 : size <= 64 ? 64 : 256;
+    }
+    bool hasRoom(std::size_t bytes) const {
+        return isAlone(KqbTypeString) && bytes < roomFor(rep_->size);
+    }
+    void finishText(std::size_t bytes, unsigned int characters) {
+        data()[bytes] = '\0';
+        rep_->size = static_cast<unsigned int>(bytes) + 1;
+        rep_->characters = characters;
+    }
 
     friend class KqbDatavarAccess;  // the library's own view of values
 

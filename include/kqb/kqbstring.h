@@ -179,7 +179,8 @@ private:
     }
     static void destroy(InternalString *rep);
     static InternalString *newString(unsigned int bytes);
-    static InternalString *makeString(char const *text, std::size_t bytes, unsigned int characters);
+    static InternalString *makeString(char const *text, std::size_t bytes, unsigned int characters,
+                                      unsigned int room = 1);
     bool reuse(char const *text, std::size_t bytes);
 
     void forget() {

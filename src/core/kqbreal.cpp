@@ -201,8 +201,7 @@ KqbReal KqbReal::round(int places) const noexcept {
 }
 
 int KqbReal::compare(KqbReal const &other) const noexcept {
-    int const order = decSextOrder(&value_, &other.value_);
-    return order == DECSEXT_Unordered ? 1 : order;
+    return decSextOrder(&value_, &other.value_, 1);
 }
 
 // --- The ODBC record ------------------------------------------------------------------------------

@@ -56,6 +56,10 @@ unsigned roundedCapacity(std::size_t bytes) {
     return std::bit_ceil(static_cast<unsigned>(bytes) + 1);
 }
 
+// The two smallest blocks of the pool. Short texts that come one after the other share one.
+constexpr unsigned kLeastRoom = 16;
+constexpr unsigned kShortRoom = 64;
+
 unsigned doubledCapacity(unsigned capacity, std::size_t bytes) {
     while (capacity <= bytes) capacity *= 2;
     return capacity;
@@ -102,9 +106,10 @@ void KqbString::replaceString(InternalString *rep) {
 
 [[gnu::flatten]] KqbString::InternalString *KqbString::makeString(char const *text,
                                                                   std::size_t bytes,
-                                                                  unsigned int characters) {
+                                                                  unsigned int characters,
+                                                                  unsigned int room) {
     if (bytes > kKqbStringMaxBytes) return nullptr;
-    InternalString *const rep = newString(roundedCapacity(bytes) - 1);
+    InternalString *const rep = newString(std::max(roundedCapacity(bytes), room) - 1);
     if (rep == nullptr) return nullptr;
     rep->characters = copyPiece(rep->text, {text, bytes, characters});
     rep->text[bytes] = '\0';
@@ -113,10 +118,9 @@ void KqbString::replaceString(InternalString *rep) {
 }
 
 bool KqbString::reuse(char const *text, std::size_t bytes) {
-    if (rep_ == nullptr || bytes >= rep_->capacity || rep_->capacity != roundedCapacity(bytes) ||
-        kqAtomGet(&rep_->references) > 1) {
+    if (rep_ == nullptr || bytes >= rep_->capacity || kqAtomGet(&rep_->references) > 1)
         return false;
-    }
+    if (rep_->capacity > kShortRoom && rep_->capacity != roundedCapacity(bytes)) return false;
     std::uintptr_t const offset =
         reinterpret_cast<std::uintptr_t>(text) - reinterpret_cast<std::uintptr_t>(rep_->text);
     if (offset < rep_->capacity) return false;  // a part of itself
@@ -301,7 +305,8 @@ KqbString &KqbString::appendAny(char const *text, bool *error) {
 // A text of about the size of the one before goes into its place, if nobody else holds that.
 bool KqbStringAccess::assign(KqbString &string, std::string_view bytes) {
     if (string.reuse(bytes.data(), bytes.size())) return true;
-    string.replaceString(KqbString::makeString(bytes.data(), bytes.size(), kUnknown));
+    unsigned const room = bytes.size() < kLeastRoom ? kLeastRoom : kShortRoom;
+    string.replaceString(KqbString::makeString(bytes.data(), bytes.size(), kUnknown, room));
     return string.rep_ != nullptr;
 }
 

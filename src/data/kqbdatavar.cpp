@@ -102,9 +102,12 @@ bool KqbDatavar::storeText(char const *text, std::size_t bytes, unsigned int cha
         return false;
     }
     auto const size = static_cast<unsigned int>(bytes);
-    if (!storePlain(KqbTypeString, text, size, 1)) return false;
-    static_cast<char *>(rep_->data)[size] = kNul;
-    rep_->characters = characters;
+    if (hasRoom(bytes)) {
+        std::memmove(rep_->data, text, bytes);
+    } else if (!storePlain(KqbTypeString, text, size, roomFor(bytes + 1) - size)) {
+        return false;
+    }
+    finishText(bytes, characters);
     return true;
 }
 

@@ -301,8 +301,6 @@ bool KqbDatavar::truncate(int maxCharacters, int maxBytes) {
         *this = static_cast<KqbDatavar &&>(cut);
         return true;
     }
-    static_cast<char *>(rep_->data)[bytes] = '\0';
-    rep_->size = static_cast<unsigned int>(bytes) + 1;
-    rep_->characters = characters;
+    finishText(bytes, characters);
     return true;
 }

@@ -12,20 +12,19 @@
 // Assigning goes straight into a value of the same type that nobody shares.
 class KqbDatavarAccess {
 public:
-    // Store a text, whose characters may be known. False, and null, when memory ran out. The value
-    // gets no other texts than through here.
+    // Store a text that lies elsewhere, whose characters may be known. False, and null, when memory
+    // ran out.
     static bool assignText(KqbDatavar &value, std::string_view text, unsigned int characters) {
         if (!makeRoom(value, text.size())) return false;
-        kqbCopy(data(value), text.data(), text.size());
-        finishText(value, text.size(), characters);
+        kqbCopy(value.data(), text.data(), text.size());
+        value.finishText(text.size(), characters);
         return true;
     }
     static bool assignText(KqbDatavar &value, std::string_view text) {
         if (!makeRoom(value, text.size())) return false;
-        bool const isAscii = kqbCopyIsAscii(data(value), text.data(), text.size());
-        finishText(value, text.size(),
-                   isAscii ? static_cast<unsigned int>(text.size())
-                           : np_uchar_length_n(text.data(), text.size()));
+        bool const isAscii = kqbCopyIsAscii(value.data(), text.data(), text.size());
+        value.finishText(text.size(), isAscii ? static_cast<unsigned int>(text.size())
+                                              : np_uchar_length_n(text.data(), text.size()));
         return true;
     }
 
@@ -57,25 +56,12 @@ public:
     static KqbReal const &real(KqbDatavar const &value) { return value.value<KqbReal>(); }
 
 private:
-    static char *data(KqbDatavar &value) { return static_cast<char *>(value.rep_->data); }
-
-    // Texts are given as much room as the pool has in a block, so that the next one fits too. One
-    // that leaves most of it free is then taken for a text with little room, which is safe.
-    static std::size_t roomFor(std::size_t size) {
-        return size <= 16 ? 16 : size <= 64 ? 64 : size <= 256 ? 256 : size <= 1024 ? 1024 : size;
-    }
     static bool makeRoom(KqbDatavar &value, std::size_t bytes) {
-        if (value.isAlone(KqbTypeString) && bytes < roomFor(value.rep_->size)) return true;
+        if (value.hasRoom(bytes)) return true;
         if (bytes <= kKqbStringMaxBytes) {
-            auto const room = static_cast<unsigned int>(roomFor(bytes + 1));
-            return value.storePlain(KqbTypeString, "", 0, room);
+            return value.storePlain(KqbTypeString, "", 0, KqbDatavar::roomFor(bytes + 1));
         }
         value.setNull();
         return false;
-    }
-    static void finishText(KqbDatavar &value, std::size_t bytes, unsigned int characters) {
-        data(value)[bytes] = '\0';
-        value.rep_->size = static_cast<unsigned int>(bytes) + 1;
-        value.rep_->characters = characters;
     }
 };
