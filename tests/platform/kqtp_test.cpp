@@ -187,11 +187,13 @@ TEST(KqTPThreads, CountersAddUp) {
         ASSERT_EQ(kqTPDone, pool.enqueue(item));
     }
     for (Item &item : held) ASSERT_EQ(kqTPDone, pool.enqueue(item, true));
-    EXPECT_TRUE(becomes([&] { return pool.statistics().finished == 1000; }));
-    kqTPStatistics const now = pool.statistics();
-    EXPECT_EQ(1002, now.enqueued);
-    EXPECT_EQ(10, now.failed);
-    EXPECT_EQ((std::array{0, 2, 1}), (std::array{now.queued, now.running, now.blocked}));
+    EXPECT_TRUE(becomes([&] {
+        kqTPStatistics const now = pool.statistics();
+        return std::array{now.queued, now.running, now.blocked} == std::array{0, 2, 1} &&
+               now.finished == 1000;
+    }));
+    EXPECT_EQ(1002, pool.statistics().enqueued);
+    EXPECT_EQ(10, pool.statistics().failed);
     EXPECT_EQ(kqTPBusy, kqTPReset(pool.handle));
     for (Gate &gate : gates) gate.open();
     EXPECT_EQ(kqTPDone, kqTPWait(pool.handle));
