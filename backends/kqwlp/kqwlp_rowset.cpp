@@ -1,6 +1,7 @@
 #include "backends/kqwlp/kqwlp_rowset.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstring>
 
@@ -118,8 +119,34 @@ kqwlpCode kqwlpRowSet::store(std::size_t size, Chunk *chunk) {
     char *const to = keep ? chunk->bytes.get() : packed_.reserve(size, 0);
     packer_.write(shape_, openChunk_, openRows_, openTexts_.data(), openTextBytes_, to);
     chunk->size = size;
-    if (!keep) return spill_.write(to, size, &chunk->position);
+    np_fio_part const part = {to, size};
+    if (!keep) return spill_.write({&part, 1}, &chunk->position);
     memory_ += static_cast<long long>(size);
+    return KQWLP_OK;
+}
+
+// Writes the chunks before `first`, as many as one call may take and the limit asks for.
+kqwlpCode kqwlpRowSet::spillSome(std::size_t *first) {
+    constexpr std::size_t kMost = 16;
+    std::array<np_fio_part, kMost> parts;
+    std::array<Chunk *, kMost> chunks;
+    std::size_t count = 0;
+    long long kept = memory_;
+    while (count < kMost && kept > limit_) {
+        Chunk &chunk = chunks_[--*first];
+        if (chunk.bytes == nullptr) continue;
+        parts[count] = {chunk.bytes.get(), chunk.size};
+        chunks[count++] = &chunk;
+        kept -= static_cast<long long>(chunk.size);
+    }
+    long long position = 0;
+    kqwlpCode const code = spill_.write({parts.data(), count}, &position);
+    if (code != KQWLP_OK) return code;
+    for (std::size_t i = 0; i < count; ++i) {
+        chunks[i]->position = position;
+        position += static_cast<long long>(chunks[i]->size);
+    }
+    memory_ = kept;
     return KQWLP_OK;
 }
 
@@ -128,12 +155,7 @@ kqwlpCode kqwlpRowSet::store(std::size_t size, Chunk *chunk) {
 kqwlpCode kqwlpRowSet::spill() {
     kqwlpCode code = KQWLP_OK;
     std::size_t first = chunks_.size();
-    while (code == KQWLP_OK && memory_ > limit_) {
-        Chunk &chunk = chunks_[--first];
-        if (chunk.bytes == nullptr) continue;
-        code = spill_.write(chunk.bytes.get(), chunk.size, &chunk.position);
-        if (code == KQWLP_OK) memory_ -= static_cast<long long>(chunk.size);
-    }
+    while (code == KQWLP_OK && memory_ > limit_) code = spillSome(&first);
     for (; first < chunks_.size(); ++first) {
         if (chunks_[first].position >= 0) chunks_[first].bytes.reset();
     }

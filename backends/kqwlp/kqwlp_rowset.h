@@ -61,6 +61,7 @@ private:
     kqwlpCode packOpenChunk();
     kqwlpCode store(std::size_t size, Chunk *chunk);
     kqwlpCode spill();
+    kqwlpCode spillSome(std::size_t *first);
     kqwlpCode readRow(long long number, kqwlpRow *row);
     kqwlpCode openForReading(std::size_t index);
     std::size_t chunkOf(long long number) const;

@@ -24,14 +24,15 @@ kqwlpCode Spill::open() {
     return KQWLP_OK;
 }
 
-kqwlpCode Spill::write(char const *bytes, std::size_t size, long long *position) {
+kqwlpCode Spill::write(std::span<np_fio_part const> parts, long long *position) {
     if (kqwlpCode const code = open(); code != KQWLP_OK) return code;
-    if (np_fio_write_at(file_, size_, bytes, size) != NP_FIO_OK) {
+    auto const count = static_cast<int>(parts.size());
+    if (np_fio_write_parts_at(file_, size_, parts.data(), count) != NP_FIO_OK) {
         np_fio_truncate(file_, size_);  // a full disk gets back what it did take
         return KQWLP_SPILL_WRITE;
     }
     *position = size_;
-    size_ += static_cast<long long>(size);
+    for (np_fio_part const &part : parts) size_ += static_cast<long long>(part.size);
     return KQWLP_OK;
 }
 

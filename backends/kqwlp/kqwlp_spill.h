@@ -1,6 +1,7 @@
 // The temporary file of one set.
 #pragma once
 
+#include <span>
 #include <string>
 
 #include "platform/kqsfio.h"
@@ -18,8 +19,8 @@ public:
     // Where the file will be made; null for the system's own place. Throws std::bad_alloc.
     void setDirectory(char const *directory);
 
-    // Puts bytes at the end. After a failure the end is where it was.
-    kqwlpCode write(char const *bytes, std::size_t size, long long *position);
+    // Puts pieces at the end, one behind the other. After a failure the end is where it was.
+    kqwlpCode write(std::span<np_fio_part const> parts, long long *position);
 
     kqwlpCode read(long long position, char *bytes, std::size_t size) const;
 
