@@ -137,11 +137,11 @@ decSext *fmaFinite(decSext *result, Finite const &a, Finite const &b, Finite con
 
 decSext *fmaSpecial(decSext *result, decSext const *left, decSext const *right,
                     decSext const *addend, decContext *context) {
-    // A NaN of the product comes first, unless only the addend's is a signaling one.
-    decSext product;
-    if (passNaN(&product, {left, right}, context)) {
-        return decSextAdd(result, &product, addend, context);
+    if (decSextIsNaN(left) || decSextIsNaN(right)) {
+        passNaN(result, {left, right, addend}, context);
+        return result;
     }
+    decSext product;
     if (isFinite(*left) && isFinite(*right)) return decSextPlus(result, addend, context);
     multiplyInfinity(&product, *left, *right, context);
     if (decSextIsNaN(&product)) return decSextNaN(result);

@@ -1,6 +1,8 @@
 #include "platform/kqwlp.h"
 
 #include <gtest/gtest.h>
+#include <sys/uio.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <cstring>
@@ -272,8 +274,9 @@ TEST_F(KqWlpFaults, FullDiskStopsAddingAndLosesNothing) {
     EXPECT_EQ(KQWLP_SPILL_WRITE, set.addRandom(5000, random_));
     ASSERT_EQ(KQWLP_OK, kqwlpRowSet_setMemory(set, 0, folder_.path().c_str()));
     ASSERT_EQ(KQWLP_OK, set.addRandom(2000, random_));
-    kqsfio::calls.pwrite = [](int file, void const *data, size_t size, off_t position) -> ssize_t {
-        if (size > 100) return ::pwrite(file, data, size - 100, position);
+    kqsfio::calls.pwritev = [](int file, iovec const *pieces, int, off_t position) -> ssize_t {
+        size_t const size = pieces->iov_len;
+        if (size > 100) return ::pwrite(file, pieces->iov_base, size - 100, position);
         return errno = ENOSPC, -1;
     };
     EXPECT_EQ(KQWLP_SPILL_WRITE, set.addRandom(5000, random_));
@@ -287,7 +290,7 @@ TEST_F(KqWlpFaults, FullDiskStopsAddingAndLosesNothing) {
 TEST_F(KqWlpFaults, ChunkThatCannotBeMovedStaysInMemory) {
     Set set;
     ASSERT_EQ(KQWLP_OK, set.addRandom(5000, random_));
-    kqsfio::calls.pwrite = [](int, void const *, size_t, off_t) -> ssize_t {
+    kqsfio::calls.pwritev = [](int, iovec const *, int, off_t) -> ssize_t {
         return errno = EIO, -1;
     };
     long long const memory = kqwlpRowSet_getUsage(set).memory;
