@@ -14,6 +14,7 @@ using std::string_view;
 
 constexpr char kSource[] = "kqwturi";
 constexpr char kPrefix[] = "kqwt://";
+constexpr int kErrorLevel = 5;
 
 // Messages of the base services.
 constexpr int kCannotAllocate = 29;
@@ -25,13 +26,14 @@ KqbString lent(char const *text) { return KqbString(text, true); }
 
 // Tells a message to the caller or, where that one does not listen, to the log. False.
 bool report(KqbString *error, int message, std::initializer_list<KqbString> arguments = {}) {
-    constexpr int kErrorLevel = 5;
-    KqLogger *const logger = kqlogGetLogger("KQ.Base.URI.WorkTable");
-    if (error == nullptr && !logger->isEnabled(kErrorLevel)) return false;
     KqbString text = kqb_get_message(KQB_BASE_SERVICES, message, kSource, arguments);
     if (text.isNull()) text = lent(kKqbOutOfMemory);
-    if (error == nullptr) logger->write(kErrorLevel, kSource, __LINE__, text.asCstr());
-    kqbGive(error, text);
+    if (error != nullptr) {
+        *error = text;
+    } else {
+        kqlogGetLogger("KQ.Base.URI.WorkTable")
+            ->write(kErrorLevel, kSource, __LINE__, text.asCstr());
+    }
     return false;
 }
 

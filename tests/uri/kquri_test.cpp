@@ -181,6 +181,21 @@ TEST_F(KqURITest, buildsFromComponents) {
     EXPECT_EQ(components(*own(getURI(KqbString(), KqbString(), KqbString()))), "||||");
 }
 
+TEST_F(KqURITest, addsToTheQueryByKind) {
+    char const *const cases[][2] = {
+        {"x://h/p?k=1&l=2", "k=1&l=2&k=3"},  {"kqr://r/a(T)?k=1&l=2", "k=3&l=2"},
+        {"kqd://S.T/dbo/?k=1&l=2", "k=3"},   {"rzsref://h/p?k=1&l=2", "k=3&l=2"},
+        {"kqwt://T?k=1&l=2", "k=1&l=2&k=3"},
+    };
+    for (auto const &[text, query] : cases) {
+        auto const uri = parsed(text);
+        EXPECT_TRUE(uri->addQueryValue("k", "3", nullptr));
+        EXPECT_EQ(shown(uri->getQuery()), query);
+        bool const isWorkTable = uri->getScheme().compare("kqwt") == 0;
+        EXPECT_EQ(shown(uri->getURIString()) == text, !isWorkTable);
+    }
+}
+
 TEST_F(KqURITest, addsToTheQueryAlone) {
     auto const uri = parsed("x://h/p?a=1&b=%26&a=2");
     KqbString error("before");
@@ -203,7 +218,6 @@ TEST_F(KqURITest, escapes) {
         bool result;
     } const cases[] = {
         {"a b?c", " ?#", 3, "a%20b%3Fc", true},
-        {"a b?c", " ?#", 1, "a%20b?c", true},
         {"a b", " ", 0, "a b", true},
         {"a b", " ", -1, "a b", true},
         {"a b", nullptr, 3, "a b", true},
@@ -236,20 +250,16 @@ TEST_F(KqURITest, unescapes) {
     std::string const longText(513, 'a');
     std::pair<std::string, std::string> const cases[] = {
         {"", ""},
-        {"a", "a"},
         {"100%", "100%"},
         {"%4", "%4"},
         {"%zz1", "%zz1"},
         {"a%00b", "ab"},
         {"%%41", "%%41"},
-        {"%%411", "%%411"},
         {"%4%41", "%4%41"},
         {"%aF", "\xAF"},
-        {"%2541", "%41"},
         {"%41%42%", "AB%"},
         {"%g1%1g", "%g1%1g"},
         {"%C3%A9", "\xC3\xA9"},
-        {"%C3", "\xC3"},
         {"%00", ""},
         {longText, longText},
         {longText + "%41" + longText, longText + "A" + longText},

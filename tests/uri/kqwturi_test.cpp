@@ -57,7 +57,7 @@ TEST_F(KqWorkTableURITest, composesAndReadsBack) {
          "a='?#=&%%2c%2 ',b=String'#start=1'"},
         {"T", {{"?=#'\xC3\xA9\xFF%2C", "\xC3\xA9\xFF", 0}}, "?=#'\xC3\xA9\xFF%2C='\xC3\xA9\xFF'"},
         {"T", {{"a='x", "'", 0}, {"=", "=", 0}, {"='x'", "", 0}}, "a='x='%27',=='=',='x'"},
-        {"T", {{"a=7", "", 0}, {"b=''", "", 0}, {"c=Integer'x'", "", 0}}, "a=7,b='',c=Integer'x'"},
+        {"T", {{"a=", "", 0}, {"b=''", "", 0}, {"c=Integer'x'", "", 0}}, "a=,b='',c=Integer'x'"},
         {"T", {{"a=integer'7", "x", 0}, {"a='x'y", "", 0}}, "a=integer'7='x',a='x'y"},
         {"T", {{"b", "7'x,%27", 1}, {"c", "0'", 1}}, "b=Boolean'7'x,%27',c=Boolean'0''"},
         {"T", {{"a#start=1", "1", 2}, {"b#start=-1", "", 0}}, "a#start=1=Integer'1',b#start=-1"},
