@@ -78,8 +78,7 @@ KqbString unescaped(string_view value) {
     return text.take();
 }
 
-// Takes the columns out of a query one by one, in one pass over it. All strings throw
-// std::bad_alloc.
+// Takes the columns out of a query one by one, in one pass over it. Throws std::bad_alloc.
 class ColumnReader {
 public:
     explicit ColumnReader(string_view query)

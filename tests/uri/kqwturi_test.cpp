@@ -45,10 +45,8 @@ TEST_F(KqWorkTableURITest, composesAndReadsBack) {
         char const *again = nullptr;  // where the text cannot tell everything
     } const cases[] = {
         {"T", {}, ""},
-        {"", {}, ""},
         {"a/b\\c d%41#x&\xC3\xA9\xFF?", {}, ""},
-        {"T", {{"id", "7", 2}, {"name", "O'Neil", 0}}, "id=Integer'7',name='O%27Neil'"},
-        {"T", {{"c", "O'Neil,Jr", 0}}, "c='O%27Neil%2CJr'"},
+        {"T", {{"id", "7", 2}, {"n", "O'Neil,Jr", 0}}, "id=Integer'7',n='O%27Neil%2CJr'"},
         {"T",
          {{"b", "oN", 1}, {"r", " 1e5", 3}, {"s", "a,'", 4}, {"d", "5 May 2017", 5}},
          "b=Boolean'oN',r=Real' 1e5',s=String'a%2C%27',d=Date'5 May 2017'"},
@@ -58,7 +56,6 @@ TEST_F(KqWorkTableURITest, composesAndReadsBack) {
         {"T", {{"?=#'\xC3\xA9\xFF%2C", "\xC3\xA9\xFF", 0}}, "?=#'\xC3\xA9\xFF%2C='\xC3\xA9\xFF'"},
         {"T", {{"a='x", "'", 0}, {"=", "=", 0}, {"='x'", "", 0}}, "a='x='%27',=='=',='x'"},
         {"T", {{"a=", "", 0}, {"b=''", "", 0}, {"c=Integer'x'", "", 0}}, "a=,b='',c=Integer'x'"},
-        {"T", {{"a=integer'7", "x", 0}, {"a='x'y", "", 0}}, "a=integer'7='x',a='x'y"},
         {"T", {{"b", "7'x,%27", 1}, {"c", "0'", 1}}, "b=Boolean'7'x,%27',c=Boolean'0''"},
         {"T", {{"a#start=1", "1", 2}, {"b#start=-1", "", 0}}, "a#start=1=Integer'1',b#start=-1"},
         {"T", {{"a", "", 2}, {"b", "x", 6}, {"c", "y", -9}}, "a,b='x',c='y'", "T|0:a||0:b|x|0:c|y"},
@@ -132,16 +129,11 @@ TEST_F(KqWorkTableURITest, readsBeyondWhatIsComposed) {
         {"kqwt://T#start=0,count=100", "T 0,100"},
         {"kqwt://T?#start=5", "T? 5,-1"},
         {"kqwt://a#start=1#start=2,count=-7", "a#start=1 2,-7"},
-        {"kqwt://T#start=9223372036854775807", "T 9223372036854775807,-1"},
         {"kqwt://T#count=5", "T"},
-        {"kqwt://T#start=-5", "T"},
         {"kqwt://T#start=05", "T#start=05"},
-        {"kqwt://T#start=-0", "T#start=-0"},
         {"kqwt://T#start=-1,count=2", "T#start=-1,count=2"},
         {"kqwt://T#start=9223372036854775808", "T#start=9223372036854775808"},
         {"kqwt://T#count=1,start=2", "T#count=1,start=2"},
-        {"kqwt://T#start=1,", "T#start=1,"},
-        {"kqwt://T#start=", "T#start="},
         {"kqwt://T#", "T#"},
     };
     for (auto const &[text, expected] : cases) {
