@@ -116,6 +116,9 @@ TEST_F(KqWorkTableURITest, everyTextIsReadAsWhatComposesIt) {
 TEST_F(KqWorkTableURITest, readsBeyondWhatIsComposed) {
     char const *const cases[][2] = {
         {"kqwt://", ""},
+        {"kqwt://T?id=Integer'7',n='O%27N'", "T|2:id|7|0:n|O'N"},
+        {"kqwt://T?a=7", "T|0:a=7|"},
+        {"kqwt://a/b%41#x&", "a/b%41#x&"},
         {"kqwt://T?,a,,b='1',", "T|0:a||0:b|1"},
         {"kqwt://T?a='1',A=Integer'2',b", "T|0:a|1|0:b|"},  // the first of a name
         {"kqwt://T?stra\xC3\x9F"
