@@ -1,9 +1,11 @@
-// URIs: taking texts apart, walking a repository, changing a query, native paths.
+// URIs: taking texts apart, walking a repository, typed columns, changing a query, native paths.
 #include "kqb/kquri.h"
 
+#include "kqb/kqbdatavar.h"
 #include "kqb/kqdatauri.h"
 #include "kqb/kqreposuri.h"
 #include "kqb/kquriqueryhandler.h"
+#include "kqb/kqworktableuri.h"
 #include "running_library.h"
 
 static void takeApart() {
@@ -38,6 +40,15 @@ static void build() {
     table->release();
 }
 
+static void describeRows() {
+    KqWorkTableURI *const rows = getWorkTableURIFromComponents("Orders", 0, 100);
+    KqbString error;
+    rows->addColumn("id", "7", KqbTypeInteger, nullptr);
+    if (!rows->addColumn("ID", "8", KqbTypeInteger, &error)) std::printf("%s\n", error.asCstr());
+    std::printf("%s\n", rows->getURIString().asCstr());
+    rows->release();
+}
+
 static void readPairs() {
     KqURIQueryHandler *const query = getURIQueryHandler("a=1&b=two%20words&a=3", false);
     KqbString key, value;
@@ -53,6 +64,7 @@ int main(int, char **argv) {
     takeApart();
     walkUp();
     build();
+    describeRows();
     readPairs();
     return 0;
 }

@@ -89,7 +89,7 @@ void checkRoundTrip(KqURI &uri, KqURI &again) {
 }
 
 bool isGeneric(KqbString const &scheme) {
-    for (char const *kind : {"kqr", "kqd", "kqf", "rzsref", "hadoop", ""}) {
+    for (char const *kind : {"kqr", "kqd", "kqf", "rzsref", "hadoop", "kqwt", ""}) {
         if (scheme.compare(kind) == 0) return false;
     }
     return !scheme.isNull();

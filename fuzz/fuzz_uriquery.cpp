@@ -61,10 +61,12 @@ void check(KqbString const &text, bool allowDuplicates, bool isWellFormed) {
     KqbString const composed = query->getQueryString();
     KqURIQueryHandler *const again = getURIQueryHandler(composed, allowDuplicates);
     // A percent sign is not escaped, and may mean more when it is read again; an empty key is not
-    // read at all.
+    // read at all; what escapes made ill-formed is written as it is.
     bool isCarried = isWellFormed;
     for (auto const &[key, value] : pairs) {
-        isCarried = isCarried && (key + value).find('%') == std::string::npos && !key.empty();
+        std::string const both = key + "=" + value;
+        isCarried = isCarried && both.find('%') == std::string::npos && !key.empty() &&
+                    np_uchar_valid_n(both.data(), both.size());
     }
     fuzzCheck(!isCarried || pairsOf(*again) == pairs, "pairs again");
     fuzzCheck(!isCarried || composed.compare(again->getQueryString()) == 0, "a fixed point");

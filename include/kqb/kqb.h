@@ -35,4 +35,5 @@
 #include "kqb/kqrzsrefuri.h"
 #include "kqb/kquri.h"
 #include "kqb/kquriqueryhandler.h"
+#include "kqb/kqworktableuri.h"
 #include "kqb/rtprofiler.h"

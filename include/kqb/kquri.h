@@ -5,6 +5,8 @@
 //   text begins with      kind                                         interface
 //   kqr://                repository object                            KqReposURI   (kqreposuri.h)
 //   kqd://, kqf://        data source                                  KqDataURI    (kqdatauri.h)
+//   kqwt://               work table                                   KqWorkTableURI
+//                                                                      (kqworktableuri.h)
 //   hadoop://             Hadoop location                              KqHadoopURI  (kqhadoopuri.h)
 //   rzsref://             object that a management server holds        KqRZSRefURI  (kqrzsrefuri.h)
 //   anything else         generic                                      KqURI
@@ -89,6 +91,7 @@ KQB_API KqURI *getURIFromURIString(KqbString const &text);
 // A URI of components, its kind chosen by the scheme:
 //   kqr (any letter case)     getReposURIFromComponents(host, path, ""); query and fragment dropped
 //   kqd, kqf (exactly)        getDataURIFromComponents(scheme, host, path, ""...); the same
+//   kqwt (any letter case)    getWorkTableURIFromComponents(path); host, query, fragment dropped
 //   rzsref (any letter case)  getRZSRefURIFromComponents(host, path, query); fragment dropped
 //   any other, null as well   a generic URI of the components as given, none unescaped, save that
 //                             every "\" of the path becomes "/"

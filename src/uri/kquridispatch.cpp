@@ -7,6 +7,7 @@
 #include "uri/kqreposuri_internal.h"
 #include "uri/kqrzsrefuri_internal.h"
 #include "uri/kquri_internal.h"
+#include "uri/kqwturi_internal.h"
 
 namespace {
 
@@ -24,9 +25,9 @@ struct Kind {
 
 // By how a text begins, letter case included; the generic kind takes the rest.
 constexpr Kind kKinds[] = {
-    {"kqr", parse<KqReposURIImpl>},     {"kqd", parse<KqDataURIImpl>},
-    {"kqf", parse<KqDataURIImpl>},      {"hadoop", kqbParseHadoopURI},
-    {"rzsref", parse<KqRZSRefURIImpl>},
+    {"kqr", parse<KqReposURIImpl>}, {"kqd", parse<KqDataURIImpl>},
+    {"kqf", parse<KqDataURIImpl>},  {"kqwt", parse<KqWorkTableURIImpl>},
+    {"hadoop", kqbParseHadoopURI},  {"rzsref", parse<KqRZSRefURIImpl>},
 };
 
 // By the scheme as a word. Data sources alone mind its letter case.
@@ -55,6 +56,7 @@ KqURI *getFullURI(KqbString const &scheme, KqbString const &host, KqbString cons
     if (isDataWord(scheme)) {
         return getDataURIFromComponents(scheme, host, path, none, none, none, none, none);
     }
+    if (isWord(scheme, "kqwt")) return getWorkTableURIFromComponents(path);
     if (isWord(scheme, "rzsref")) return getRZSRefURIFromComponents(host, path, query);
     return kqbMakeURI<KqURIImpl>(
         [&](KqURIImpl &uri) { uri.assign(scheme, host, path, query, fragment); });

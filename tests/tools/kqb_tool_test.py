@@ -327,6 +327,7 @@ class UriTest(ToolTest):
             ("kqr://repo1/Jobs/Load(Job)", "repository", "\\\\repo1\\Jobs\\Load"),
             ("rzsref://srv/a?ObjectType=Job", "reference", "\\\\srv\\a"),
             ("hadoop:///user/x?k=v", "hadoop", "user\\x"),
+            ("kqwt://a/b?c='1'#start=0,count=100", "worktable", "a\\b"),
         ):
             shown = self.uri(text)
             self.assertEqual((kind, path, text), (shown["kind"], shown["nativePath"], shown["text"]))
@@ -341,6 +342,15 @@ class UriTest(ToolTest):
             "uri", "rzsref://srv/a/b?ObjectType=Job&k=",
         )
 
+    def test_work_table_as_lines(self):
+        self.check(
+            "kind: worktable\nname: T\nstart: 2\ncount: -1\ncolumn: Integer id=7\n"
+            "column: Unknown n=\nscheme: kqwt\nhost: \npath: T\nquery: id=Integer'7',n\n"
+            "fragment: start=2\npair: id=Integer'7',n\ntext: kqwt://T?id=Integer'7',n#start=2\n"
+            "escaped: kqwt://T?id=Integer'7',n#start=2\nnativePath: T\n",
+            "uri", "kqwt://T?id=Integer'7',n#start=2",
+        )
+
     def test_build(self):
         for arguments, text in (
             (["generic", "s", "h", "a\\b", "q", "f"], "s://h/a/b"),
@@ -349,6 +359,11 @@ class UriTest(ToolTest):
             (["repository", "r", "Jobs/Load", "Job"], "kqr://r/Jobs/Load(Job)"),
             (["reference", "srv", "a"], "rzsref://srv/a"),
             (["hadoop", "a/b"], "hadoop:///a/b"),
+            (["worktable", "T", "", "5"], "kqwt://T#count=5"),
+            (
+                ["worktable", "T", "0", "--column", "id", "integer", "7", "--column", "n", "unknown", "O'N"],
+                "kqwt://T?id=Integer'7',n='O%27N'#start=0",
+            ),
         ):
             self.assertEqual(text, self.uri("build", *arguments)["text"])
 
@@ -361,7 +376,13 @@ class UriTest(ToolTest):
         self.check("", "uri", "kqr:/x", code=FAILURE)
         self.check("", "uri", "hadoop:///a?b", code=FAILURE)
         self.check("", "uri", "escape", b"a\xff", code=FAILURE)
-        for arguments in ([], ["build"], ["build", "nothing"], ["escape"], ["a", "b"]):
+        column = ["build", "worktable", "T", "--column"]
+        self.check("", "uri", *column, "id", "integer", "x", code=FAILURE)
+        self.check("", "uri", *column, "id", "number", "x", code=NOT_FOUND)
+        for arguments in (
+            [], ["build"], ["build", "nothing"], ["escape"], ["a", "b"],
+            ["build", "worktable", "T", "x"], [*column, "id"],
+        ):
             self.check("", "uri", *arguments, code=USAGE)
 
 

@@ -2,7 +2,6 @@
 
 #include <array>
 
-#include "uri/kqdatauri_internal.h"
 #include "uri/uri_test.h"
 
 namespace {
@@ -32,10 +31,8 @@ TEST_F(KqDataURITest, parses) {
         {"kqd://S.T/a/b/c/d/leaf", "|S|T|a|b|c/d|leaf", "kqd|S.T|a/b/c/d/||",
          "kqd://S.T/a/b/c/d/leaf"},
         {"kqd://S.T/a/b", "|S|T||||", "kqd|S.T|///||", "kqd://S.T/"},
-        {"kqd://S.T/\xC3\xA9/b", "|S|T||||", "kqd|S.T|///||", "kqd://S.T/"},
         {"kqd://S.T/dbo/", "|S|T|dbo||dbo|", "kqd|S.T|dbo//dbo/||", "kqd://S.T/dbo//dbo/"},
         {"kqd://S.T/leaf", "|S|T||||leaf", "kqd|S.T|///||", "kqd://S.T////leaf"},
-        {"kqd://S.T//bcd", "|S|T||||bcd", "kqd|S.T|///||", "kqd://S.T////bcd"},
         {"kqd://S.T//b/c/d", "|S|T||b|c|d", "kqd|S.T|/b/c/||", "kqd://S.T//b/c/d"},
         {"kqd://.T/abcd", "|.T|ODBC||||abcd", "kqd|.T.ODBC|///||", "kqd://.T.ODBC////abcd"},
         {"kqd://%41%2E.%42.c/a%2Fb/", "|A.|%42.c|a|b||", "kqd|A..%42.c|a/b//||",
@@ -72,28 +69,19 @@ TEST_F(KqDataURITest, composes) {
         char const *text;
     } const cases[] = {
         {"kqf", {"A", "C", "B", "D", "E", "F", "G"}, "kqf://A.B/C/D/E/F/G"},
-        {"kqf", {"A", "C", "B", "D", "E", "F", ""}, "kqf://A.B/C/D/E/F/"},
-        {"kqf", {"A", "C", "B", "D", "E", "", ""}, "kqf://A.B/C/D/E/"},
-        {"kqf", {"A", "C", "B", "D", "", "", ""}, "kqf://A.B/C/D/"},
         {"kqf", {"A", "C", "B", "", "", "", ""}, "kqf://A.B/C/"},
-        {"kqf", {"A", "", "", "", "", "", ""}, "kqf://A./"},
         {"kqf", {"A", "", "B", "", "", "", "G"}, "kqf://A.B/////G"},
         {"kqf", {"", "C", "B", "D", "E", "F", "G"}, "kqf:///C/D/E/F/G"},
         {"kqf", {"", "", "B", "", "E", "", ""}, "kqf://///E/"},
-        {"kqf", {"", "C", "B", "D", "", "", ""}, "kqf:///C/D/"},
         {"kqf", {"", "", "B", "", "", "", ""}, "kqf:////"},
         {"kqd", {"A", "C", "B", "D", "E", "F", "G"}, "kqd://C.B/D/E/F/G"},
         {"kqd", {"", "C", "", "D", "E", "F", ""}, "kqd://C./D/E/F/"},
         {"kqd", {"", "C", "B", "", "E", "", ""}, "kqd://C.B//E/"},
-        {"kqd", {"", "C", "B", "D", "", "", ""}, "kqd://C.B/D/"},
-        {"kqd", {"", "C", "B", "", "", "", ""}, "kqd://C.B/"},
         {"kqd", {"", "", "B", "D", "E", "F", "G"}, "kqd:///D/%/E/F"},
         {"kqd", {"", "", "", "", "", "", "G"}, "kqd:////%//"},
         {"kqd", {"", "", "B", "D", "E", "F", ""}, "kqd:///D/E/F/"},
-        {"kqd", {"", "", "B", "", "", "F", ""}, "kqd://///F/"},
         {"kqd", {"", "", "", "", "", "", ""}, "kqd:///"},
         {"KQD", {"A", "C", "B", "D", "E", "F", "G"}, ""},
-        {"", {"A", "C", "B", "D", "E", "F", "G"}, ""},
         {"kqd", {"", "%41 b", "%42", "%2541", "a/b", "", "?"}, "kqd://A b.B/%41/a/b//?"},
     };
     for (auto const &c : cases) {
@@ -109,7 +97,6 @@ TEST_F(KqDataURITest, derivesHostAndPathWhenAskedFirst) {
     KqbString path;
     EXPECT_TRUE(getNativePath(built("kqd", {"", "C", "B", "D", "", "F", "G"}).get(), &path));
     EXPECT_EQ(shown(path), "\\\\C.B\\D\\\\F\\");
-    EXPECT_EQ(shown(built("kqd", {"L", "C", "", "", "", "", ""})->getHost()), "C");
     EXPECT_EQ(shown(built("kqf", {"L", "C", "", "", "", "", ""})->getHost()), "L.");
     EXPECT_EQ(shown(built("kqf", {"", "C", "T", "", "", "", ""})->getHost()), "");
     EXPECT_EQ(components(*built("other", {"L", "C", "T", "", "", "", ""})), "other||||");
@@ -136,21 +123,6 @@ TEST_F(KqDataURITest, splitsIntoOutputs) {
     EXPECT_FALSE(getDataURIComponentsFromString("kqd://S/", nullptr, &out[1], &out[2], &out[3],
                                                 &out[4], &out[5], &out[6], &out[7]));
     EXPECT_EQ(shown(out[0]), "");
-}
-
-TEST_F(KqDataURITest, keepsWhatASplitThatFailedHasSet) {
-    KqDataURIImpl uri;
-    uri.parse("x://h/a/b/c/d");
-    EXPECT_EQ(components(uri) + parts(uri), "x||||||||||");
-    EXPECT_EQ(shown(uri.getURIString()), "");
-}
-
-TEST_F(KqDataURITest, queryStaysOutOfTheTexts) {
-    auto const uri = parsed("kqd://S.T/dbo/?a=1");
-    EXPECT_TRUE(uri->addQueryValue("a", "1", nullptr));
-    EXPECT_TRUE(uri->addQueryValue("a", "2", nullptr));
-    EXPECT_EQ(shown(uri->getQuery()), "a=2");
-    EXPECT_EQ(shown(uri->getEscapedURIString()), "kqd://S.T/dbo//dbo/");
 }
 
 TEST_F(KqDataURITest, failsCleanlyWithoutMemory) {

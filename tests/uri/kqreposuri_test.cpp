@@ -1,6 +1,5 @@
 #include "kqb/kqreposuri.h"
 
-#include "uri/kqreposuri_internal.h"
 #include "uri/uri_test.h"
 
 namespace {
@@ -62,23 +61,6 @@ TEST_F(KqReposURITest, builds) {
     EXPECT_EQ(shown(uri->getURIString()), "kqr://A/a/B/(%43)");
     EXPECT_EQ(described(getReposURIFromComponents(KqbString(), KqbString(), "Folder")),
               "kqr:///(Folder) folder");
-}
-
-TEST_F(KqReposURITest, keepsWhatASplitThatFailedHasSet) {
-    char const *const cases[][3] = {{"x://h/a(T)", "x:///()", "x|||| x:///()"},
-                                    {"no text", "kqr:///()", "|||| kqr:///()"}};
-    for (auto const &[text, composed, rest] : cases) {
-        KqReposURIImpl uri;
-        uri.parse(text);
-        EXPECT_EQ(shown(uri.getURIString()), composed);
-        EXPECT_EQ(components(uri) + " " + shown(uri.getHostlessURIString()), rest);
-    }
-}
-
-TEST_F(KqReposURITest, replacesQueryValues) {
-    auto const uri = parsed("kqr://r/a(T)?k=1&l=2");
-    EXPECT_TRUE(uri->addQueryValue("k", "3", nullptr));
-    EXPECT_EQ(shown(uri->getQuery()), "k=3&l=2");
 }
 
 TEST_F(KqReposURITest, failsCleanlyWithoutMemory) {

@@ -8,6 +8,7 @@
 #include "kqb/kqreposuri.h"
 #include "kqb/kqrzsrefuri.h"
 #include "kqb/kquriqueryhandler.h"
+#include "kqb/kqworktableuri.h"
 #include "uri/kquri_internal.h"
 #include "uri/uri_test.h"
 
@@ -47,6 +48,9 @@ TEST_F(KqURITest, operationsStandInOrder) {
                 &KqRZSRefURI::getObjectType, &KqRZSRefURI::getServiceType);
     expectSlots(11, &KqHadoopURI::setQuery, &KqHadoopURI::getQueryValue, &KqHadoopURI::getParent,
                 &KqHadoopURI::getLeafName);
+    expectSlots(11, &KqWorkTableURI::addColumn, &KqWorkTableURI::getColumn,
+                &KqWorkTableURI::getColumnCount, &KqWorkTableURI::getName,
+                &KqWorkTableURI::getRange, &KqWorkTableURI::setName, &KqWorkTableURI::setRange);
     expectSlots(0, &KqURIQueryHandler::release, &KqURIQueryHandler::addValue,
                 &KqURIQueryHandler::getCount, &KqURIQueryHandler::getPair,
                 &KqURIQueryHandler::getQueryString, &KqURIQueryHandler::parse);
@@ -106,7 +110,8 @@ TEST_F(KqURITest, everyPrefixGivesItsOwnTextBack) {
     for (std::string const whole :
          {"ftp://h/a%20b?x%3Fy=1&z#frag", "kqr://repo1/Jobs/Load(Job)?q=%41#f",
           "kqd://Sales.ODBC/dbo/Orders/x/leaf", "kqf://srv.DB2/src/a/b/c/leaf",
-          "rzsref://srv/a/b?ObjectType=Job&ServiceType=Batch", "hadoop:///user/x?a=1&b=2"}) {
+          "rzsref://srv/a/b?ObjectType=Job&ServiceType=Batch", "hadoop:///user/x?a=1&b=2",
+          "kqwt://Orders?id=Integer'7',on=Boolean'yes',n='O%27N'#start=0,count=100"}) {
         for (std::size_t size = 0; size <= whole.size(); ++size) {
             std::string const text = whole.substr(0, size);
             auto const uri = parsed(text);
@@ -134,9 +139,11 @@ TEST_F(KqURITest, takesTimeInProportion) {
     };
     constexpr int kMany = 200000;
     for (char const *start : {"x://h/", "x://h/?a=1&", "kqd://a.b/", "kqr://h/", "rzsref://h/p?",
-                              "hadoop:///p?k=", "x://"}) {
-        for (char const *piece : {"/", "&", "=", "(", ")", "a&", "a=b&", "%", "%4", ":", "//", "#?",
-                                  "\xC3\xA9", "\xC3", "%41"}) {
+                              "hadoop:///p?k=", "kqwt://T?", "kqwt://T?b=Boolean'1", "x://"}) {
+        for (char const *piece :
+             {"/",  "&",  "=",  "(",         ")",          "a&",         "a=b&",        "%",
+              "%4", ":",  "//", "#?",        "\xC3\xA9",   "\xC3",       "%41",         ",",
+              "'",  "a,", "='", "=Boolean'", "=Boolean'1", "=Integer' ", "=Boolean'1',"}) {
             std::string text = start;
             for (int i = 0; i < kMany; ++i) text += piece;
             EXPECT_LT(seconds(text), 10) << start << piece;
@@ -159,6 +166,7 @@ TEST_F(KqURITest, buildsFromComponents) {
         {"kqd", "loc", "src", "q", "f", "kqd://src./", "kqd://src./"},
         {"kqf", "loc", "src", "q", "f", "kqf://loc./src/", "kqf://loc./src/"},
         {"KqR", "h", "a\\b", "q", "f", "kqr://h/a/b()", "kqr://h/a/b()"},
+        {"KqWt", "h", "a\\b?c", "q", "f", "kqwt://a\\b?c", "kqwt://a\\b?c"},
         {"RZSREF", "h", "a b", "k=1", "f", "rzsref://h/a b", "rzsref://h/a%20b?k=1"},
     };
     for (auto const &c : cases) {
@@ -174,14 +182,22 @@ TEST_F(KqURITest, buildsFromComponents) {
 }
 
 TEST_F(KqURITest, addsToTheQueryAlone) {
-    auto const uri = parsed("x://h/p?a=1&b=%26&a=2");
-    KqbString error("before");
-    EXPECT_TRUE(uri->addQueryValue("a", "x y", &error));
-    EXPECT_TRUE(error.isNull());
-    EXPECT_EQ(shown(uri->getQuery()), "a=1&b=&a=2&a=x%20y");  // "%26" was unescaped with the query
-    EXPECT_TRUE(uri->addQueryValue("", "", nullptr));
-    EXPECT_EQ(shown(uri->getQuery()), "a=1&b=&a=2&a=x%20y&=");
-    EXPECT_EQ(shown(uri->getURIString()), "x://h/p?a=1&b=%26&a=2");
+    char const *const cases[][2] = {
+        {"x://h/p?k=1&b=%26&k=2", "k=1&b=&k=2&k=x%20y"},  // "%26" was unescaped with the query
+        {"kqr://r/a(T)?k=1&l=2", "k=x%20y&l=2"},
+        {"kqd://S.T/dbo/?l=1", "k=x%20y"},
+        {"rzsref://h/p?k=1&l=2", "k=x%20y&l=2"},
+    };
+    for (auto const &[text, query] : cases) {
+        auto const uri = parsed(text);
+        KqbString error("before");
+        EXPECT_TRUE(uri->addQueryValue("k", "x y", &error));
+        EXPECT_TRUE(error.isNull());
+        EXPECT_EQ(shown(uri->getQuery()), query);
+        EXPECT_TRUE(uri->addQueryValue("", "", nullptr));
+        EXPECT_EQ(shown(uri->getQuery()), query + std::string("&="));
+        EXPECT_EQ(shown(uri->getURIString()), text);
+    }
 }
 
 // --- Escaping -------------------------------------------------------------------------------------
@@ -195,7 +211,6 @@ TEST_F(KqURITest, escapes) {
         bool result;
     } const cases[] = {
         {"a b?c", " ?#", 3, "a%20b%3Fc", true},
-        {"a b?c", " ?#", 1, "a%20b?c", true},
         {"a b", " ", 0, "a b", true},
         {"a b", " ", -1, "a b", true},
         {"a b", nullptr, 3, "a b", true},
@@ -228,20 +243,16 @@ TEST_F(KqURITest, unescapes) {
     std::string const longText(513, 'a');
     std::pair<std::string, std::string> const cases[] = {
         {"", ""},
-        {"a", "a"},
         {"100%", "100%"},
         {"%4", "%4"},
         {"%zz1", "%zz1"},
         {"a%00b", "ab"},
         {"%%41", "%%41"},
-        {"%%411", "%%411"},
         {"%4%41", "%4%41"},
         {"%aF", "\xAF"},
-        {"%2541", "%41"},
         {"%41%42%", "AB%"},
         {"%g1%1g", "%g1%1g"},
         {"%C3%A9", "\xC3\xA9"},
-        {"%C3", "\xC3"},
         {"%00", ""},
         {longText, longText},
         {longText + "%41" + longText, longText + "A" + longText},
@@ -268,6 +279,7 @@ TEST_F(KqURITest, nativePaths) {
         {"x://srv", ""},
         {"kqd://a.b/dbo/t/", "\\\\a.b\\dbo\\t\\\\"},
         {"kqr://h/a/b(Job)", "\\\\h\\a\\b"},
+        {"kqwt://a/b?c", "a\\b"},
     };
     for (auto const &[text, expected] : cases) {
         KqbString path;
@@ -281,13 +293,11 @@ TEST_F(KqURITest, nativePaths) {
 }
 
 TEST_F(KqURITest, convertsSlashes) {
-    KqbString text("a\\b/c\\");
-    KqbString out;
-    EXPECT_TRUE(convertBackSlashesToSlashes(text, &out));
+    KqbString out("a\\b/c\\");
+    EXPECT_TRUE(convertBackSlashesToSlashes(out, &out));
     EXPECT_EQ(shown(out), "a/b/c/");
-    EXPECT_TRUE(convertSlashesToBackSlashes(out, &out));
-    EXPECT_EQ(shown(out), "a\\b\\c\\");
-    EXPECT_EQ(shown(text), "a\\b/c\\");
+    EXPECT_TRUE(convertSlashesToBackSlashes("a/b\\c", &out));
+    EXPECT_EQ(shown(out), "a\\b\\c");
     EXPECT_FALSE(convertBackSlashesToSlashes("", &out));
     EXPECT_TRUE(out.isNull());
     EXPECT_FALSE(convertSlashesToBackSlashes(KqbString(), &out));
@@ -334,7 +344,8 @@ TEST_F(KqURITest, failsCleanlyWithoutMemory) {
          {"x://a-host-of-some-length/a path of some length%20?query=some%20text#f",
           "kqr://a-host-of-some-length/Jobs/Load what there is(Job)?q=1#f",
           "kqd://Sales.ODBC/dbo/Orders%20of%20the%20year/x/leaf", "kqf://srv.DB2/src/a/b/c/leaf",
-          "rzsref://srv/a/b?ObjectType=Job#x", "hadoop:///user/x?a=1&b=2"}) {
+          "rzsref://srv/a/b?ObjectType=Job#x", "hadoop:///user/x?a=1&b=2",
+          "kqwt://A table?r=Real'1',d=Date'2017-05-05',s='O%27N'#start=0"}) {
         KqbString const text(source, true);
         SCOPED_TRACE(source);
         sweep([&] {

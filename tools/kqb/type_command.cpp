@@ -1,9 +1,9 @@
 #include <memory>
 
 #include "commands.h"
-#include "kqb/kqbdatavar.h"
 #include "library.h"
 #include "output.h"
+#include "type_name.h"
 
 namespace {
 
@@ -11,14 +11,6 @@ struct TypeArguments {
     std::string name;
     bool json = false;
 };
-
-// The name of type 0 is a name like any other; all that are none give type 0 as well.
-kqbType findType(std::string const &name, int *dateOrder) {
-    kqbType const type = kqbTypeFromString(name.c_str(), dateOrder);
-    if (type == KqbTypeUnknown && KqbString(name.c_str()).compare("Unknown", false) != 0)
-        throw Failure(kNotFound, "there is no type '" + name + "'");
-    return type;
-}
 
 void showType(TypeArguments const &arguments) {
     InitializedLibrary const library;
@@ -33,6 +25,14 @@ void showType(TypeArguments const &arguments) {
 }
 
 }  // namespace
+
+// The name of type 0 is a name like any other; all that are none give type 0 as well.
+kqbType findType(std::string const &name, int *dateOrder) {
+    kqbType const type = kqbTypeFromString(name.c_str(), dateOrder);
+    if (type == KqbTypeUnknown && KqbString(name.c_str()).compare("Unknown", false) != 0)
+        throw Failure(kNotFound, "there is no type '" + name + "'");
+    return type;
+}
 
 void addTypeCommand(CLI::App &tool) {
     auto const arguments = std::make_shared<TypeArguments>();

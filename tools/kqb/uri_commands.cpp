@@ -1,5 +1,6 @@
 #include <functional>
 #include <memory>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -9,8 +10,10 @@
 #include "kqb/kqreposuri.h"
 #include "kqb/kqrzsrefuri.h"
 #include "kqb/kquriqueryhandler.h"
+#include "kqb/kqworktableuri.h"
 #include "library.h"
 #include "output.h"
+#include "type_name.h"
 
 namespace {
 
@@ -24,41 +27,70 @@ struct Release {
 };
 using UriOwner = std::unique_ptr<KqURI, Release>;
 
+// Of a work table: name, type, value.
+using Column = std::tuple<std::string, std::string, std::string>;
+
+struct Parts {
+    std::vector<KqbString> texts;
+    std::vector<Column> columns;
+
+    KqbString const &operator[](std::size_t at) const { return texts[at]; }
+};
+
+// A row number, or how many rows; -1 where nothing is given.
+__int64 rowsOf(KqbString const &text) {
+    bool isWrong = false;
+    __int64 const rows = text.length() > 0 ? text.asInt64(&isWrong) : -1;
+    if (isWrong) throw CLI::ValidationError("'" + toText(text) + "' is not a whole number");
+    return rows;
+}
+
+KqURI *buildTable(Parts const &parts) {
+    KqWorkTableURI *const table =
+        getWorkTableURIFromComponents(parts[0], rowsOf(parts[1]), rowsOf(parts[2]));
+    UriOwner owner(table);
+    for (auto const &[name, type, value] : parts.columns) {
+        KqbString error;
+        int const code = findType(type, nullptr);
+        if (table != nullptr && !table->addColumn(name.c_str(), value.c_str(), code, &error)) {
+            throw Failure(kLibraryFailure, toText(error));
+        }
+    }
+    return owner.release();
+}
+
 // Kinds and the names of their parts, in the order of the factories' parameters.
 struct Kind {
     char const *name;
     char const *help;
     std::vector<char const *> parts;
-    KqURI *(*build)(std::vector<KqbString> const &parts);
+    KqURI *(*build)(Parts const &parts);
 };
 
 std::vector<Kind> const kKinds = {
     {"generic",
      "Build a URI whose scheme chooses its kind",
      {"SCHEME", "HOST", "PATH", "QUERY", "FRAGMENT"},
-     [](std::vector<KqbString> const &p) { return getFullURI(p[0], p[1], p[2], p[3], p[4]); }},
+     [](Parts const &p) { return getFullURI(p[0], p[1], p[2], p[3], p[4]); }},
     {"data",
      "Build a data URI, scheme kqd or kqf",
      {"SCHEME", "LOCATION", "SOURCE", "SOURCETYPE", "SEGMENT1", "SEGMENT2", "SEGMENT3", "LEAF"},
-     [](std::vector<KqbString> const &p) -> KqURI * {
+     [](Parts const &p) -> KqURI * {
          return getDataURIFromComponents(p[0], p[1], p[2], p[3], p[4], p[5], p[6], p[7]);
      }},
     {"repository",
      "Build a repository URI",
      {"HOST", "PATH", "TYPE"},
-     [](std::vector<KqbString> const &p) -> KqURI * {
-         return getReposURIFromComponents(p[0], p[1], p[2]);
-     }},
+     [](Parts const &p) -> KqURI * { return getReposURIFromComponents(p[0], p[1], p[2]); }},
     {"reference",
      "Build a server reference",
      {"HOST", "PATH", "QUERY"},
-     [](std::vector<KqbString> const &p) -> KqURI * {
-         return getRZSRefURIFromComponents(p[0], p[1], p[2]);
-     }},
+     [](Parts const &p) -> KqURI * { return getRZSRefURIFromComponents(p[0], p[1], p[2]); }},
     {"hadoop",
      "Build a Hadoop location",
      {"PATH"},
-     [](std::vector<KqbString> const &p) -> KqURI * { return getHadoopURIFromComponents(p[0]); }},
+     [](Parts const &p) -> KqURI * { return getHadoopURIFromComponents(p[0]); }},
+    {"worktable", "Build a work table URI", {"NAME", "START", "COUNT"}, buildTable},
 };
 
 // --- What there is to show ------------------------------------------------------------------------
@@ -73,6 +105,21 @@ ordered_json queryPairs(KqURI &uri) {
         pairs.push_back({{"key", toText(key)}, {"value", toText(value)}});
     }
     return pairs;
+}
+
+void addTable(KqWorkTableURI &table, ordered_json *shown) {
+    *shown = {{"kind", "worktable"}, {"name", toText(table.getName())}};
+    __int64 start = 0, count = 0;
+    if (table.getRange(&start, &count)) shown->update({{"start", start}, {"count", count}});
+    ordered_json columns = ordered_json::array();
+    KqbString name, value;
+    int type = 0;
+    for (int i = 0; table.getColumn(i, &name, &value, &type); ++i) {
+        columns.push_back({{"name", toText(name)},
+                           {"type", kqbTypeToString(static_cast<kqbType>(type))},
+                           {"value", toText(value)}});
+    }
+    (*shown)["columns"] = columns;
 }
 
 void addKind(KqURI &uri, ordered_json *shown) {
@@ -99,6 +146,8 @@ void addKind(KqURI &uri, ordered_json *shown) {
                   {"hostless", toText(reference->getHostlessURIString())}};
     } else if (auto *const location = dynamic_cast<KqHadoopURI *>(&uri)) {
         *shown = {{"kind", "hadoop"}, {"leaf", toText(location->getLeafName())}};
+    } else if (auto *const table = dynamic_cast<KqWorkTableURI *>(&uri)) {
+        addTable(*table, shown);
     } else {
         *shown = {{"kind", "generic"}};
     }
@@ -121,15 +170,22 @@ ordered_json describe(KqURI &uri) {
     return shown;
 }
 
+// A pair of a query, or a column.
+void printItem(ordered_json const &item) {
+    bool const isColumn = item.contains("type");
+    std::string const label = isColumn ? "column: " + item["type"].get<std::string>() + " " +
+                                             item["name"].get<std::string>()
+                                       : "pair: " + item["key"].get<std::string>();
+    printLine(label + "=" + item["value"].get<std::string>());
+}
+
 void printDescription(ordered_json const &shown) {
     for (auto const &[name, value] : shown.items()) {
         if (value.is_string()) printLine(name + ": " + value.get<std::string>());
         if (value.is_boolean()) printLine(name + ": " + (value.get<bool>() ? "yes" : "no"));
+        if (value.is_number()) printLine(name + ": " + value.dump());
         if (!value.is_array()) continue;
-        for (ordered_json const &pair : value) {
-            printLine("pair: " + pair["key"].get<std::string>() + "=" +
-                      pair["value"].get<std::string>());
-        }
+        for (ordered_json const &item : value) printItem(item);
     }
 }
 
@@ -148,6 +204,7 @@ void show(UriOwner const &uri, bool json, char const *failure) {
 void addBuildCommand(CLI::App &build, Kind const &kind) {
     struct Arguments {
         std::vector<std::string> parts;
+        std::vector<Column> columns;
         bool json = false;
     };
     auto const arguments = std::make_shared<Arguments>();
@@ -156,11 +213,15 @@ void addBuildCommand(CLI::App &build, Kind const &kind) {
     for (std::size_t i = 0; i < kind.parts.size(); ++i) {
         command->add_option(kind.parts[i], arguments->parts[i])->type_name("");
     }
+    if (kind.build == buildTable) {
+        command->add_option("--column", arguments->columns, "Add a column; may be given repeatedly")
+            ->type_name("NAME TYPE VALUE");
+    }
     command->add_flag("--json", arguments->json, "Print JSON");
     command->callback([arguments, make = kind.build] {
         InitializedLibrary const library;
-        std::vector<KqbString> parts;
-        for (std::string const &part : arguments->parts) parts.emplace_back(part.c_str());
+        Parts parts{{}, arguments->columns};
+        for (std::string const &part : arguments->parts) parts.texts.emplace_back(part.c_str());
         show(UriOwner(make(parts)), arguments->json, "out of memory");
     });
 }
