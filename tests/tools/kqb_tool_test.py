@@ -379,7 +379,8 @@ class TemplateTest(ToolTest):
         self.template("", b"")
         self.template("a=1 {b} [x,y]=\n", b"a={a} {{b}} {c}\n", "a=1", "c=[x,y]=")
         self.template("{a}\n[ä]\n", "{a}[ä]".encode(), "--variables")
-        self.template('[{"name":"a","bracketed":true}]\n', b"[a]", "--variables", "--json")
+        shown = '[\n  {\n    "name": "a",\n    "bracketed": true\n  }\n]\n'
+        self.template(shown, b"[a]", "--variables", "--json")
 
     def test_refusals(self):
         for content, arguments, reason, code in (
