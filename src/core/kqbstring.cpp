@@ -310,6 +310,17 @@ bool KqbStringAccess::assign(KqbString &string, std::string_view bytes) {
     return string.rep_ != nullptr;
 }
 
+char *KqbStringAccess::room(KqbString &string, std::size_t bytes, unsigned int characters) {
+    auto *const rep =
+        bytes <= kKqbStringMaxBytes ? KqbString::newString(static_cast<unsigned>(bytes)) : nullptr;
+    string.replaceString(rep);
+    if (rep == nullptr) return nullptr;
+    rep->bytes = static_cast<unsigned>(bytes);
+    rep->characters = characters;
+    rep->text[bytes] = '\0';
+    return rep->text;
+}
+
 bool KqbStringAccess::append(KqbString &string, std::string_view bytes) {
     if (string.isNull()) return assign(string, bytes);
     if (bytes.size() > kKqbStringMaxBytes - string.byteLength()) return false;

@@ -20,6 +20,10 @@ public:
     // when memory ran out.
     static bool assign(KqbString &string, std::string_view bytes);
 
+    // Makes the string an owner of so many bytes, which the caller fills and which are so many
+    // characters. Null, with a null string, when memory ran out.
+    static char *room(KqbString &string, std::size_t bytes, unsigned int characters);
+
     // Appends exactly these bytes; a null string becomes an owner, also of no bytes. False with the
     // string as it was when memory ran out.
     static bool append(KqbString &string, std::string_view bytes);

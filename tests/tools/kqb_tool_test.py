@@ -386,5 +386,62 @@ class UriTest(ToolTest):
             self.check("", "uri", *arguments, code=USAGE)
 
 
+class TemplateTest(ToolTest):
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory()
+        self.addCleanup(self.folder.cleanup)
+
+    def template(self, expected, content, *arguments, code=OK):
+        file = Path(self.folder.name, "text")
+        file.write_bytes(content)
+        self.check(expected, "template", str(file), *arguments, "--home", home, code=code)
+
+    def test_expansion(self):
+        self.template("", b"")
+        self.template("a=1 {b} [x,y]=\n", b"a={a} {{b}} {c}\n", "a=1", "c=[x,y]=")
+        self.template("{a}\n[ä]\n", "{a}[ä]".encode(), "--variables")
+        shown = '[\n  {\n    "name": "a",\n    "bracketed": true\n  }\n]\n'
+        self.template(shown, b"[a]", "--variables", "--json")
+
+    def test_refusals(self):
+        for content, arguments, reason, code in (
+            (b"{a}{b}", ["a=1"], "variable 'b' has no value", FAILURE),
+            (b"{a}", ["a=1", "b=2"], "no variable 'b'", NOT_FOUND),
+            (b"{a", [], "ends where '}' is expected", FAILURE),
+            (b"a\0b", [], "NUL", FAILURE),
+            (b"{a}", ["a"], "not of the form KEY=VALUE", USAGE),
+        ):
+            file = Path(self.folder.name, "text")
+            file.write_bytes(content)
+            result = run("template", str(file), *arguments, "--home", home)
+            self.assertEqual((code, b""), (result.returncode, result.stdout), content)
+            self.assertIn(reason.encode(), result.stderr)
+        self.check("", "template", self.folder.name, "--home", home, code=FAILURE)
+        self.check("", "template", code=USAGE)
+
+
+class RunTest(ToolTest):
+    def run_command(self, expected, *arguments, code=OK, reason=b""):
+        result = run("run", "--home", home, *arguments)
+        self.assertEqual((code, expected), (result.returncode, result.stdout), arguments)
+        self.assertIn(reason, result.stderr)
+
+    def test_commands(self):
+        self.run_command(b"[a,b] -c\n", "--", "echo", "[a,b]", "-c")
+        self.run_command(b"--timeout -- --home\n", "--", "echo", "--timeout", "--", "--home")
+        self.run_command(b"1 x y\n", "--env", "A=1", "--env", "B=x y", "--", "sh", "-c", "echo $A $B")
+        self.run_command(b"2\n3\n", "--shell", "--", "echo", "$((1+1))", ";", "echo", "3")
+        self.run_command(b"a b \n", "--capture", "--", "printf", "a\\nb\\n")
+        self.run_command(b"", "--", "false")
+
+    def test_failures(self):
+        self.run_command(b"", "--", "/no/such", code=FAILURE, reason=b"/no/such. Error: No such")
+        self.run_command(b"", "--", "sh", "-c", "kill -9 $$", code=FAILURE, reason=b"(code 9)")
+        self.run_command(b"a\n", "--timeout", "1", "--", "sh", "-c", "echo a; sleep 9",
+                         code=FAILURE, reason=b"time limit of 1 second")
+        for arguments in ([], ["--"], ["--timeout", "x", "--", "true"], ["--env", "A", "--", "true"]):
+            self.run_command(b"", *arguments, code=USAGE)
+
+
 if __name__ == "__main__":
     unittest.main(argv=[sys.argv[0], *sys.argv[3:]])

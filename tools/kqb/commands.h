@@ -23,5 +23,12 @@ void addDecimalCommand(CLI::App &tool);
 
 // type: a value type by its name (type_command.cpp).
 void addTypeCommand(CLI::App &tool);
+
 // uri, uri build, escape, unescape: URIs taken apart and built (uri_commands.cpp).
 void addUriCommands(CLI::App &tool);
+
+// template: a template file with values put in (template_command.cpp).
+void addTemplateCommand(CLI::App &tool);
+
+// run: one external program (run_command.cpp).
+void addRunCommand(CLI::App &tool);

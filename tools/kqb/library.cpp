@@ -39,13 +39,13 @@ void stageOption(std::string const &assignment) {
     checkResult(result, error);
 }
 
+}  // namespace
+
 std::string checkAssignment(std::string const &text) {
     std::size_t const separator = text.find('=');
     bool const valid = separator != std::string::npos && separator > 0;
     return valid ? "" : "'" + text + "' is not of the form KEY=VALUE";
 }
-
-}  // namespace
 
 void checkResult(int result, char const *errorMessage) {
     if (result == 0) return;

@@ -6,6 +6,9 @@
 #include <utility>
 #include <vector>
 
+// What is wrong with a KEY=VALUE of the command line; empty for nothing.
+std::string checkAssignment(std::string const &text);
+
 // A Failure with the library's own text when the result of a host function is not 0.
 void checkResult(int result, char const *errorMessage);
 

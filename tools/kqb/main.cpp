@@ -34,6 +34,8 @@ void describe(CLI::App &tool) {
     addDecimalCommand(tool);
     addTypeCommand(tool);
     addUriCommands(tool);
+    addTemplateCommand(tool);
+    addRunCommand(tool);
 }
 
 int report(char const *text, ExitCode code) {
@@ -45,7 +47,7 @@ int report(char const *text, ExitCode code) {
 int run(int argc, char **argv) {
     CLI::App tool(
         "Looks into the kqb library: options, configuration files, messages, URIs, decimals, "
-        "types.",
+        "types, templates, commands.",
         "kqb");
     describe(tool);
     try {
