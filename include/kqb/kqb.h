@@ -26,6 +26,7 @@
 #include "kqb/kqbstringformat.h"
 #include "kqb/kqbstringkqwfcursor.h"
 #include "kqb/kqbstringwlpcursor.h"
+#include "kqb/kqbsubject.h"
 #include "kqb/kqbthreadpool.h"
 #include "kqb/kqbtxtfile.h"
 #include "kqb/kqbunicodeconv.h"
