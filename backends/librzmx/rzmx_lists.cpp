@@ -2,28 +2,9 @@
 #include <new>
 
 #include "backends/librzmx/rzmx_directory.h"
+#include "backends/librzmx/rzmx_handles.h"
 #include "backends/librzmx/rzmx_machine.h"
 #include "platform/librzmx.h"
-
-// A kind of list is a list with so many texts in a row.
-struct asDomains : rzmx::List {
-    asDomains() : List(2) {}
-};
-struct asSubjects : rzmx::List {
-    asSubjects() : List(3) {}
-};
-struct asGroups : rzmx::List {
-    asGroups() : List(3) {}
-};
-struct asPmaps : rzmx::List {
-    asPmaps() : List(3) {}
-};
-struct asMembers : rzmx::List {
-    asMembers() : List(2) {}
-};
-struct asServers : rzmx::List {
-    asServers() : List(8) {}
-};
 
 namespace {
 
