@@ -25,9 +25,6 @@ struct FreeControl {
 struct FreeControls {
     void operator()(LDAPControl **controls) const { ldap_controls_free(controls); }
 };
-struct FreeValue {
-    void operator()(berval *value) const { ber_bvfree(value); }
-};
 
 // The client waits for the first byte of an answer and then reads without limit; the socket's own
 // limit makes it look at the clock again.
@@ -209,32 +206,37 @@ int Connection::start(Query const &query, LDAPControl *control) {
     return message;
 }
 
-bool Connection::hasMore(LDAPControl **controls, berval **cookie) {
-    LDAPControl *const page = ldap_control_find(LDAP_CONTROL_PAGEDRESULTS, controls, nullptr);
-    if (page == nullptr) return false;
-    ber_int_t estimate = 0;
-    berval next{};
-    check("reading a page", ldap_parse_pageresponse_control(handle_, page, &estimate, &next));
-    std::unique_ptr<char, FreeMemory> const owner(next.bv_val);
-    *cookie = ber_bvdup(&next);
-    return next.bv_len > 0;
+int Connection::startPage(Query const &query, berval *cookie) {
+    LDAPControl *raw = nullptr;
+    // Not critical: a server that knows no pages sends everything at once.
+    check("asking for a page",
+          ldap_create_page_control(handle_, location_.number(Setting::kPageSize), cookie, 0, &raw));
+    std::unique_ptr<LDAPControl, FreeControl> const page(raw);
+    return start(query, page.get());
 }
 
+// Asks for the page behind this one, if there is one; 0 when there is none.
+int Connection::startNextPage(Query const &query, LDAPControl **controls) {
+    LDAPControl *const page = ldap_control_find(LDAP_CONTROL_PAGEDRESULTS, controls, nullptr);
+    if (page == nullptr) return 0;
+    ber_int_t estimate = 0;
+    berval cookie{};
+    check("reading a page", ldap_parse_pageresponse_control(handle_, page, &estimate, &cookie));
+    std::unique_ptr<char, FreeMemory> const owner(cookie.bv_val);
+    return cookie.bv_len > 0 ? startPage(query, &cookie) : 0;
+}
+
+// The server is at work on the next page while this one is read.
 void Connection::search(Query const &query, OnEntry const &action) {
     std::string const doing = "searching below '" + query.base + "'";
-    std::unique_ptr<berval, FreeValue> cookie;
     Entry entry(handle_);
-    for (bool more = true; more;) {
-        LDAPControl *raw = nullptr;
-        // Not critical: a server that knows no pages sends everything at once.
-        check(doing, ldap_create_page_control(handle_, location_.number(Setting::kPageSize),
-                                              cookie.get(), 0, &raw));
-        std::unique_ptr<LDAPControl, FreeControl> const page(raw);
-        Answer const answer = wait(start(query, page.get()), doing.c_str());
+    for (int page = startPage(query, nullptr); page != 0;) {
+        Answer const answer = wait(page, doing.c_str());
         LDAPControl **parsed = nullptr;
         int const result = resultOf(answer.get(), &parsed);
         std::unique_ptr<LDAPControl *, FreeControls> const controls(parsed);
         check(doing, result);
+        page = startNextPage(query, parsed);
         for (LDAPMessage *message = ldap_first_message(handle_, answer.get()); message != nullptr;
              message = ldap_next_message(handle_, message)) {
             int const kind = ldap_msgtype(message);
@@ -243,9 +245,6 @@ void Connection::search(Query const &query, OnEntry const &action) {
             entry.read(message);
             action(entry);
         }
-        berval *next = nullptr;
-        more = hasMore(parsed, &next);
-        cookie.reset(next);
     }
 }
 

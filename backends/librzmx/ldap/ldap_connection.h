@@ -70,7 +70,8 @@ private:
     int start(Query const &query, LDAPControl *control);
     Answer wait(int message, char const *doing);
     int resultOf(LDAPMessage *answer, LDAPControl ***controls = nullptr);
-    bool hasMore(LDAPControl **controls, berval **cookie);
+    int startPage(Query const &query, berval *cookie);
+    int startNextPage(Query const &query, LDAPControl **controls);
     [[noreturn]] void fail(std::string const &doing, int result);
     void check(std::string const &doing, int result) {
         if (result != LDAP_SUCCESS) fail(doing, result);
