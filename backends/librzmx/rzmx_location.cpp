@@ -82,10 +82,8 @@ bool startsNoCase(std::string_view text, std::string_view start) {
     throw Failure("The authentication server location " + text + ".");
 }
 
-std::string_view trimmed(std::string_view text) {
-    std::size_t const first = text.find_first_not_of(' ');
-    if (first == text.npos) return {};
-    return text.substr(first, text.find_last_not_of(' ') - first + 1);
+std::string_view withoutLeadingBlanks(std::string_view text) {
+    return text.substr(std::min(text.find_first_not_of(' '), text.size()));
 }
 
 // Cuts text at the first mark and returns what stood before it.
@@ -195,15 +193,16 @@ Location parseLocation(std::string_view text) {
         location.settings[i] = kOptions[i].standard;
     }
     checkPasswordMarks(text);
-    std::string_view uris = trimmed(cut(text, ";"));
+    std::string_view uris = withoutLeadingBlanks(cut(text, ";"));
     if (uris.empty()) fail("is empty");
     while (!uris.empty()) {
         addUri(location, cut(uris, " "));
-        uris = trimmed(uris);
+        uris = withoutLeadingBlanks(uris);
     }
     while (!text.empty()) {
         std::string_view value = cut(text, ";");
-        std::string_view const name = trimmed(cut(value, "="));
+        // Logs know a password by the "=" right behind its name.
+        std::string_view const name = withoutLeadingBlanks(cut(value, "="));
         if (!name.empty()) setOption(location, name, value);
     }
     return location;

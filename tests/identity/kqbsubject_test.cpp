@@ -10,7 +10,6 @@
 #include "backends/librzmx/rzmx_handles.h"
 #include "identity/kqbsubjectcursors_internal.h"
 #include "identity/subject_fixture.h"
-#include "support/alloc_faults.h"
 
 namespace {
 
@@ -73,8 +72,9 @@ TEST_F(CursorTest, columnsOfEachKind) {
         Cursor const cursor(kind.cursor);
         EXPECT_EQ(kind.count, cursor->getColumnCount());
         EXPECT_EQ(kind.isReady, cursor->isReady());
-        int const named = static_cast<int>(kind.names.size());
-        for (int i = 0; i < named; ++i) EXPECT_EQ(kind.names[i], shown(cursor->getColumnName(i)));
+        int named = 0;
+        for (std::string const &name : kind.names)
+            EXPECT_EQ(name, shown(cursor->getColumnName(named++)));
         for (int const outside : {-1, named, 1 << 30}) {
             EXPECT_EQ(kind.outside, shown(cursor->getColumnName(outside)));
             EXPECT_EQ(kind.outside, shown(cursor->getValue(outside)));
@@ -195,19 +195,7 @@ TEST_F(LocalSubjectTest, onlyTheProcessSignsOn) {
 }
 
 TEST_F(LocalSubjectTest, wantOfMemoryIsToldAndLeaksNothing) {
-    Lines const whole = rowsOf(kqbSubjectListGroupsBySubject("root"));
-    for (long n = 1;; ++n) {
-        KqbString error;
-        AllocFaults::failAt(n);
-        KqbStringCursor *const cursor = kqbSubjectListGroupsBySubject("root", &error);
-        AllocFaults::off();
-        if (!AllocFaults::hit()) {
-            EXPECT_EQ(whole, rowsOf(cursor));
-            return;
-        }
-        ASSERT_EQ(nullptr, cursor) << n;
-        EXPECT_STREQ("Memory ran out.", error.asCstr());
-    }
+    sweepMemory(kqbSubjectListGroupsBySubject, "root");
 }
 
 // --- Locations ------------------------------------------------------------------------------------
@@ -231,6 +219,7 @@ TEST_F(LocationTest, badOnesAreRefusedWithoutTheirPassword) {
              "ldap://host/;timeout=1x",
              "ldap://host/;verify=perhaps",
              "ldap://host/;s3cret=1",
+             "ldap://host/; pass =s3cret",
              "ldap://host/ mailto:me",
          }) {
         std::string const reason = locate(location);

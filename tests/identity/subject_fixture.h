@@ -9,6 +9,7 @@
 
 #include "kqb/kqbsubject.h"
 #include "platform/librzmx.h"
+#include "support/alloc_faults.h"
 #include "support/pool_test.h"
 
 struct ReleaseCursor {
@@ -52,5 +53,23 @@ protected:
                                               sizeof error, nullptr);
         EXPECT_EQ(result == 0, *error == '\0');
         return error;
+    }
+
+    // Refuses each allocation of a list in turn, until it needs no more of them.
+    static void sweepMemory(KqbStringCursor *(*function)(KqbString const &, KqbString *),
+                            char const *key) {
+        Lines const whole = rowsOf(function(key, nullptr));
+        for (long n = 1;; ++n) {
+            KqbString error;
+            AllocFaults::failAt(n);
+            KqbStringCursor *const cursor = function(key, &error);
+            AllocFaults::off();
+            if (!AllocFaults::hit()) {
+                EXPECT_EQ(whole, rowsOf(cursor));
+                return;
+            }
+            ASSERT_EQ(nullptr, cursor) << n;
+            EXPECT_STREQ("Memory ran out.", error.asCstr());
+        }
     }
 };

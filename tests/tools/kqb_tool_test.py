@@ -391,12 +391,14 @@ class ListTest(ToolTest):
 
     def test_another_directory(self):
         faulty = Path(__file__).parent.parent / "identity" / "faulty_directory.py"
-        with subprocess.Popen(
+        directory = subprocess.Popen(
             [sys.executable, faulty, "ranged"], stdout=subprocess.PIPE, text=True
-        ) as directory:
-            location = f"ldap://127.0.0.1:{directory.stdout.readline().strip()}/dc=x;starttls=no"
-            rows = self.rows("members", "all", "--server", location + ";users.id=dn;groups.id=cn")
-            directory.terminate()
+        )
+        self.addCleanup(directory.stdout.close)
+        self.addCleanup(directory.wait)
+        self.addCleanup(directory.terminate)
+        location = f"ldap://127.0.0.1:{directory.stdout.readline().strip()}/dc=x;starttls=no"
+        rows = self.rows("members", "all", "--server", location + ";users.id=dn;groups.id=cn")
         self.assertEqual([f"member {i}" for i in range(25)], [row["Name"] for row in rows])
 
     def test_passwords_are_not_for_command_lines_and_messages(self):

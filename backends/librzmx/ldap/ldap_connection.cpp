@@ -134,11 +134,11 @@ bool Connection::bind(std::string const &dn, Secret const &password) {
     std::string const doing = "signing on as '" + dn + "'";
     berval credentials{password.view().size(), const_cast<char *>(password.view().data())};
     int message = 0;
-    check(doing, ldap_sasl_bind(handle_, dn.c_str(), LDAP_SASL_SIMPLE, &credentials, nullptr,
-                                nullptr, &message));
+    check(doing.c_str(), ldap_sasl_bind(handle_, dn.c_str(), LDAP_SASL_SIMPLE, &credentials,
+                                        nullptr, nullptr, &message));
     int const result = resultOf(wait(message, doing.c_str()).get());
     if (result == LDAP_INVALID_CREDENTIALS) return false;
-    check(doing, result);
+    check(doing.c_str(), result);
     return true;
 }
 
@@ -202,7 +202,7 @@ int Connection::start(Query const &query, LDAPControl *control) {
                                        query.filter.c_str(), const_cast<char **>(attributes.data()),
                                        0, control != nullptr ? controls : nullptr, nullptr, &time,
                                        LDAP_NO_LIMIT, &message);
-    check("searching below '" + query.base + "'", result);
+    if (result != LDAP_SUCCESS) fail(("searching below '" + query.base + "'").c_str(), result);
     return message;
 }
 
@@ -235,7 +235,7 @@ void Connection::search(Query const &query, OnEntry const &action) {
         LDAPControl **parsed = nullptr;
         int const result = resultOf(answer.get(), &parsed);
         std::unique_ptr<LDAPControl *, FreeControls> const controls(parsed);
-        check(doing, result);
+        check(doing.c_str(), result);
         page = startNextPage(query, parsed);
         for (LDAPMessage *message = ldap_first_message(handle_, answer.get()); message != nullptr;
              message = ldap_next_message(handle_, message)) {
@@ -271,7 +271,7 @@ void Connection::lookUp(std::vector<std::string> const &names, Names const &attr
 }
 
 // "ldap://host: searching below 'dc=example': No such object (more from the server)"
-void Connection::fail(std::string const &doing, int result) {
+void Connection::fail(char const *doing, int result) {
     if (result == LDAP_NO_MEMORY) throw std::bad_alloc();
     std::string text = location_.uris + ": " + doing + ": ";
     if (result == LDAP_TIMEOUT) {

@@ -72,8 +72,9 @@ private:
     int resultOf(LDAPMessage *answer, LDAPControl ***controls = nullptr);
     int startPage(Query const &query, berval *cookie);
     int startNextPage(Query const &query, LDAPControl **controls);
-    [[noreturn]] void fail(std::string const &doing, int result);
-    void check(std::string const &doing, int result) {
+    [[noreturn]] void fail(char const *doing, int result);
+    // Makes nothing of its own, so that what a call delivered finds its owner.
+    void check(char const *doing, int result) {
         if (result != LDAP_SUCCESS) fail(doing, result);
     }
 
