@@ -27,6 +27,7 @@
 #include "kqb/kqbstringformat.h"
 #include "kqb/kqbstringkqwfcursor.h"
 #include "kqb/kqbstringwlpcursor.h"
+#include "kqb/kqbsubject.h"
 #include "kqb/kqbtemplate.h"
 #include "kqb/kqbthreadpool.h"
 #include "kqb/kqbtxtfile.h"

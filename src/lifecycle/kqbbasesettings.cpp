@@ -242,7 +242,11 @@ void KqbBaseSettings::applyAuthentication() {
     KqbString location;
     bool const located = read("BASE/AUTH_SERVER_LOC", &location);
     int const sspi = readSspi();
-    if (located) setServerLocation(location, sspi);
+    if (located) {
+        setServerLocation(location, sspi);
+    } else {
+        dkClearAuthServerLoc();  // one from an earlier start-up
+    }
 }
 
 int KqbBaseSettings::readSspi() {

@@ -9,6 +9,7 @@
 #include "core/kqbassert_internal.h"
 #include "core/kqblog_internal.h"
 #include "core/kqbmempool_internal.h"
+#include "identity/kqbsubject_internal.h"
 #include "kqb/kqbhost.h"
 #include "lifecycle/kqbstartup_internal.h"
 #include "platform/kqbb.h"
@@ -129,6 +130,7 @@ void destroyMutexes(bool logged) {
 }
 
 void takeDown(bool logged) {
+    kqbSubjectStop();
     step(logged, "kqbShutdown destroying config opts");
     kqbConfigOptionsStop();
     step(logged, "kqbShutdown tossing text file support");

@@ -218,6 +218,40 @@ TEST_F(StartupTest, baseSettings) {
     EXPECT_TRUE(logged("Failed to set MX Utility path, '"));
 }
 
+TEST_F(StartupTest, authenticationServer) {
+    auto const isClientLoaded = [] {
+        std::ostringstream maps;
+        maps << std::ifstream("/proc/self/maps").rdbuf();
+        return maps.str().find("libldap") != std::string::npos;
+    };
+    KqbString error;
+    writeAppConfig(
+        "BASE/AUTH_SERVER_LOC=ldap://127.0.0.1:1/dc=x;starttls=no\n"
+        "BASE/AUTH_SERVER_USER=cn=suite\nBASE/AUTH_SERVER_PASS=s3cret\n");
+    bringUp();
+    EXPECT_FALSE(isClientLoaded());
+    EXPECT_EQ(nullptr, kqbSubjectListServers(&error));
+    EXPECT_NE(-1, error.find("ldap://127.0.0.1:1")) << error.asCstr();
+    EXPECT_TRUE(isClientLoaded());
+    error.setNull();
+    kqbShutdown();
+    EXPECT_TRUE(logged("The servers cannot be listed (ldap://127.0.0.1:1"));
+    EXPECT_FALSE(logged("s3cret"));
+
+    // One that is refused is not passed over; one that is gone is forgotten.
+    writeAppConfig("BASE/AUTH_SERVER_LOC=srv;user=a\n");
+    bringUp();
+    EXPECT_EQ(nullptr, kqbSubjectListServers());
+    kqbShutdown();
+    EXPECT_TRUE(logged("Failed to set authenticating server location (The authentication server"));
+    writeAppConfig("");
+    bringUp();
+    KqbStringCursor *const servers = kqbSubjectListServers();
+    ASSERT_NE(nullptr, servers);
+    EXPECT_EQ(KqbCursorRow, servers->next());
+    servers->release();
+}
+
 TEST_F(StartupTest, libraryPathIsDerived) {
     std::filesystem::create_directories(home_.path("both/bin"));
     std::filesystem::create_directories(home_.path("both/lib"));

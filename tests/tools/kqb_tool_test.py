@@ -4,9 +4,11 @@ Usage: kqb_tool_test.py TOOL HOME [unittest argument]...
 """
 
 import csv
+import grp
 import io
 import json
 import os
+import pwd
 import subprocess
 import sys
 import tempfile
@@ -442,6 +444,52 @@ class RunTest(ToolTest):
         for arguments in ([], ["--"], ["--timeout", "x", "--", "true"], ["--env", "A", "--", "true"]):
             self.run_command(b"", *arguments, code=USAGE)
 
+class ListTest(ToolTest):
+    def rows(self, *arguments):
+        result = run("list", *arguments, "--csv", "--home", home)
+        self.assertEqual(OK, result.returncode, result.stderr)
+        return list(csv.DictReader(io.StringIO(result.stdout.decode(), newline="")))
+
+    def test_this_machine(self):
+        users = [(user.pw_name, str(user.pw_uid)) for user in pwd.getpwall()]
+        self.assertEqual(users, [(row["Name"], row["ID"]) for row in self.rows("users")])
+        name = users[0][0]
+        groups = [row["Name"] for row in self.rows("groups-of", name)]
+        own = grp.getgrgid(pwd.getpwnam(name).pw_gid).gr_name
+        self.assertIn(own, groups)
+        for group in (own, str(grp.getgrnam(own).gr_gid)):
+            self.assertIn(name, [row["Name"] for row in self.rows("members", group)])
+        self.assertEqual([], self.rows("maps"))
+        host = os.uname().nodename
+        self.assertEqual([host], [row["Name"] for row in self.rows("domains")])
+        self.assertEqual([host], [row["Server Host"] for row in self.rows("servers")])
+        for arguments in (["groups-of", "no such user"], ["members", "no such group"]):
+            self.check("", "list", *arguments, "--home", home, code=FAILURE)
+
+    def test_another_directory(self):
+        faulty = Path(__file__).parent.parent / "identity" / "faulty_directory.py"
+        directory = subprocess.Popen(
+            [sys.executable, faulty, "ranged"], stdout=subprocess.PIPE, text=True
+        )
+        self.addCleanup(directory.stdout.close)
+        self.addCleanup(directory.wait)
+        self.addCleanup(directory.terminate)
+        location = f"ldap://127.0.0.1:{directory.stdout.readline().strip()}/dc=x;starttls=no"
+        rows = self.rows("members", "all", "--server", location + ";users.id=dn;groups.id=cn")
+        self.assertEqual([f"member {i}" for i in range(25)], [row["Name"] for row in rows])
+
+    def test_passwords_are_not_for_command_lines_and_messages(self):
+        closed = "ldap://127.0.0.1:1/dc=x;starttls=no"
+        self.check("", "list", "users", "--server", closed + ";pass=s3cret", code=USAGE)
+        with tempfile.TemporaryDirectory() as folder:
+            secret = Path(folder, "secret")
+            secret.write_text("s3cret\n", encoding="utf-8")
+            login = ["--login", "cn=x", "--password-file", str(secret)]
+            result = run("list", "users", "--server", closed, *login, "--home", home)
+            self.assertEqual((FAILURE, b""), (result.returncode, result.stdout))
+            self.assertIn(b"Can't contact", result.stderr)
+            self.assertNotIn(b"s3cret", result.stderr)
+            self.check("", "list", "users", "--password-file", folder, "--home", home, code=FAILURE)
 
 if __name__ == "__main__":
     unittest.main(argv=[sys.argv[0], *sys.argv[3:]])

@@ -24,6 +24,9 @@ void addDecimalCommand(CLI::App &tool);
 // type: a value type by its name (type_command.cpp).
 void addTypeCommand(CLI::App &tool);
 
+// list domains, users, groups and so on: who there is (list_commands.cpp).
+void addListCommands(CLI::App &tool);
+
 // uri, uri build, escape, unescape: URIs taken apart and built (uri_commands.cpp).
 void addUriCommands(CLI::App &tool);
 

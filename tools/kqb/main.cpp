@@ -33,6 +33,7 @@ void describe(CLI::App &tool) {
     addMessageCommand(tool);
     addDecimalCommand(tool);
     addTypeCommand(tool);
+    addListCommands(tool);
     addUriCommands(tool);
     addTemplateCommand(tool);
     addRunCommand(tool);
