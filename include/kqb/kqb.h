@@ -6,6 +6,7 @@
 #include "kqb/kqbconfigfile.h"
 #include "kqb/kqbconfigoptions.h"
 #include "kqb/kqbconfigoverlay.h"
+#include "kqb/kqbcrypt.h"
 #include "kqb/kqbcursor.h"
 #include "kqb/kqbdatavar.h"
 #include "kqb/kqbdatavarcursor.h"
