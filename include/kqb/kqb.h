@@ -13,6 +13,7 @@
 #include "kqb/kqbdatavarwlpcursor.h"
 #include "kqb/kqbdate.h"
 #include "kqb/kqbdirectorylisting.h"
+#include "kqb/kqbemail.h"
 #include "kqb/kqbhost.h"
 #include "kqb/kqblog.h"
 #include "kqb/kqbmempool.h"
