@@ -38,3 +38,4 @@
 #include "kqb/kquri.h"
 #include "kqb/kquriqueryhandler.h"
 #include "kqb/rtprofiler.h"
+#include "kqb/sssharedbuffermanager.h"
