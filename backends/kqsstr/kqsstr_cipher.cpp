@@ -44,8 +44,7 @@ SodiumFunctions const *sodium() {
 }  // namespace
 
 void kqs_cipher_missing(char *buffer, int size) {
-    kqbackend::copyText("", buffer, size);
-    load(buffer, size);
+    if (load(buffer, size) != nullptr) kqbackend::copyText("", buffer, size);
 }
 
 kqs_cipher_result kqs_cipher_random(void *data, std::size_t size) {

@@ -24,8 +24,9 @@
 // where quotes would be no protection:
 // - behind a backslash or a dollar sign;
 // - behind ` $( << # or a ${} with more than a name in it;
-// - in a line that starts another shell or evaluates a line anew (eval, trap, alias, sh, bash,
-//   dash, ksh, zsh, su, ssh): that would read the value a second time. Write a script for such work.
+// - in a line that starts another shell or evaluates a line anew (a shell by its usual name or as
+//   $SHELL, eval, trap, alias, su, ssh, rsh, watch, parallel): that would read the value a second
+//   time. Have a script do such work.
 // A value that begins with "-" where the placeholder begins a word is refused too, since the command
 // would take it for an option.
 //

@@ -17,7 +17,7 @@
 // Locks are the kernel's, and belong to handles: each handle is a party of its own, also among those
 // of one process, so that threads with a handle each exclude one another as processes do. A waiting
 // writer keeps new readers out, so one thread must not lock two handles of one buffer. Taking and
-// giving back a lock costs some system calls, about a microsecond.
+// giving back a lock costs a handful of system calls.
 //
 // A holder that dies, however it does, takes its locks with it (a child that it forked keeps them
 // until it starts another program or ends). If it died while writing, the bytes may be half old and

@@ -30,8 +30,9 @@ bool endsWord(char c) { return string_view(" \t\n;&|<>()").find(c) != string_vie
 
 // Programs that read a part of the line a second time.
 bool isReader(string_view word) {
-    static constexpr std::array<string_view, 10> kReaders = {"eval", "sh", "bash", "dash", "ksh",
-                                                             "zsh",  "su", "ssh",  "trap", "alias"};
+    static constexpr std::array<string_view, 16> kReaders = {
+        "eval", "trap", "alias", "sh",    "bash",     "dash",   "ksh",      "zsh",
+        "su",   "ssh",  "rsh",   "watch", "parallel", "$SHELL", "${SHELL}", "$0"};
     string_view const name = word.substr(word.rfind('/') + 1);
     return std::find(kReaders.begin(), kReaders.end(), name) != kReaders.end();
 }

@@ -34,7 +34,7 @@ struct CryptTest : PoolTest {
 };
 
 TEST_F(CryptTest, textsComeBack) {
-    for (std::size_t size : {0, 1, 2, 3, 64, 1000, 100'000}) {
+    for (std::size_t const size : {0U, 1U, 2U, 3U, 64U, 1000U, 100'000U}) {
         std::string const text(size, 'x');
         KqbString const encrypted = sealed(text);
         EXPECT_EQ(encrypted.length(), (size + 60) / 3 * 4);

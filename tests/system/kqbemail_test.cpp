@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <chrono>
 #include <csignal>
 #include <string>
 
@@ -248,6 +249,16 @@ TEST_F(EmailTest, commandsThatFail) {
     begin(blanks, "printf ' \\n\\n'");
     EXPECT_FALSE(blanks.sendMail());
     EXPECT_TRUE(blanks.getErrorMessage().isNull());
+}
+
+TEST_F(EmailTest, aCommandThatDoesNotEnd) {
+    KqbEmail mail;
+    begin(mail, "sleep 60");
+    auto const start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(mail.sendMail());
+    auto const gone = std::chrono::steady_clock::now() - start;
+    EXPECT_TRUE(gone > std::chrono::seconds(9) && gone < std::chrono::seconds(14));
+    expectMessage(mail, 377);
 }
 
 TEST_F(EmailTest, muchOutputIsShownInPart) {

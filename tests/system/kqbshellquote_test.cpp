@@ -139,7 +139,8 @@ TEST_F(ShellQuoteTest, placesWhereQuotesDoNotProtect) {
                              "x;eval mailer %T",
                              "mailer %T|bash",
                              "ssh host mailer %T",
-                             "trap '%T' EXIT"}) {
+                             "trap '%T' EXIT",
+                             "$SHELL -c 'mailer %T'"}) {
         char const *refusal = nullptr;
         filled(line, "a b", &refusal);
         EXPECT_NE(refusal, nullptr) << line;
