@@ -25,3 +25,9 @@ void addDecimalCommand(CLI::App &tool);
 void addTypeCommand(CLI::App &tool);
 // uri, uri build, escape, unescape: URIs taken apart and built (uri_commands.cpp).
 void addUriCommands(CLI::App &tool);
+
+// mail: a mail composed and handed to a mail command (mail_command.cpp).
+void addMailCommand(CLI::App &tool);
+
+// encrypt, decrypt: texts under a passphrase (crypt_commands.cpp).
+void addCryptCommands(CLI::App &tool);

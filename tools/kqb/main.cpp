@@ -34,6 +34,8 @@ void describe(CLI::App &tool) {
     addDecimalCommand(tool);
     addTypeCommand(tool);
     addUriCommands(tool);
+    addMailCommand(tool);
+    addCryptCommands(tool);
 }
 
 int report(char const *text, ExitCode code) {
