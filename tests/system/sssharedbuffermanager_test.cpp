@@ -9,6 +9,7 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <cstring>
 #include <functional>
 #include <memory>
@@ -37,6 +38,7 @@ public:
     explicit Child(std::function<int(std::function<void()> const &)> const &act) {
         int ends[2];
         EXPECT_EQ(pipe(ends), 0);
+        std::fflush(nullptr);  // what waits to be printed is not printed twice
         id_ = fork();
         if (id_ == 0) _exit(act([&] { EXPECT_EQ(write(ends[1], "x", 1), 1); }));
         close(ends[1]);
