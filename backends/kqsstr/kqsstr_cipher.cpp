@@ -95,4 +95,6 @@ kqs_cipher_result kqs_cipher_open(unsigned char const *key, kqs_cipher_frame con
     return functions == nullptr ? KQS_CIPHER_MISSING : KQS_CIPHER_REFUSED;
 }
 
-void kqs_wipe(void *data, std::size_t size) { explicit_bzero(data, size); }
+void kqs_wipe(void *data, std::size_t size) {
+    if (size > 0) explicit_bzero(data, size);
+}
