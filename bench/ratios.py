@@ -72,6 +72,9 @@ REACH = [
     (r"space, ", "SQLite", 1.0),
     (r"copy, ", "own insert and scan", 1.0),
     (r"spill", "64 KiB batches", 0.7),
+    (r"base-64 in lines", "EVP_EncodeBlock", 1.7),
+    (r"mail with 100 MB", "base64 -w 76", 1.5),
+    (r"(en|de)crypt ", "libsodium", 0.9),
 ]
 
 # Rows with two threads get a process of their own: one that ever had a second thread keeps paying

@@ -1,9 +1,11 @@
-// Strings: numbers from text, calendar dates and their texts.
+// Strings: numbers from text, calendar dates and their texts, base-64.
 //
 // General rules
 // - Nothing throws, nothing depends on the locale. Null text is empty text.
 // - Number parsing takes the whole text: blanks (ASCII white space) around it, one sign, digits.
 #pragma once
+
+#include <cstddef>
 
 // --- Numbers ----------------------------------------------------------------------------------
 
@@ -72,3 +74,18 @@ int kqs_date_to_string(double value, int mode, char *buffer, int size);
 // The present moment as a date number, to the millisecond: local time, and UTC.
 double kqs_timetoday();
 double kqs_gmtimetoday();
+
+// --- Base-64 ----------------------------------------------------------------------------------
+
+// RFC 4648 with the ordinary alphabet and padding, no line ends.
+
+// The characters that so many bytes become.
+constexpr std::size_t kqs_b64_size(std::size_t size) { return (size + 2) / 3 * 4; }
+
+// Writes kqs_b64_size(size) characters and no NUL; returns their number. text must not overlap
+// data.
+std::size_t kqs_b64_encode(void const *data, std::size_t size, char *text);
+
+// Undoes it: data has room for size / 4 * 3 bytes. Returns the bytes written; -1, with data
+// undefined, for every text that no encoding gives, also where only spare bits are set.
+std::ptrdiff_t kqs_b64_decode(char const *text, std::size_t size, void *data);

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string_view>
+#include <utility>
 
 #include "kqb/kqbstring.h"
 
@@ -27,6 +28,13 @@ public:
     // Appends exactly these bytes; a null string becomes an owner, also of no bytes. False with the
     // string as it was when memory ran out.
     static bool append(KqbString &string, std::string_view bytes);
+
+    // The memory of a text that no other string shares, to be overwritten before the string is set
+    // anew; nothing for every other string.
+    static std::pair<char *, std::size_t> ownText(KqbString &string) {
+        if (string.rep_ == nullptr || kqAtomGet(&string.rep_->references) > 1) return {nullptr, 0};
+        return {string.rep_->text, string.rep_->capacity};
+    }
 };
 
 // Whether a byte continues a character of UTF-8.

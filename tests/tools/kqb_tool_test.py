@@ -9,6 +9,7 @@ import io
 import json
 import os
 import pwd
+import pty
 import subprocess
 import sys
 import tempfile
@@ -64,6 +65,7 @@ class UsageTest(ToolTest):
 
     def test_help_lists_exit_codes(self):
         commands = "options,option,config,config set,overlay,attributes,message,decimal,type,uri"
+        commands += ",mail,encrypt,decrypt"
         for command in ["", *commands.split(",")]:
             result = run(*command.split(), "--help")
             self.assertEqual(OK, result.returncode)
@@ -444,6 +446,7 @@ class RunTest(ToolTest):
         for arguments in ([], ["--"], ["--timeout", "x", "--", "true"], ["--env", "A", "--", "true"]):
             self.run_command(b"", *arguments, code=USAGE)
 
+
 class ListTest(ToolTest):
     def rows(self, *arguments):
         result = run("list", *arguments, "--csv", "--home", home)
@@ -490,6 +493,62 @@ class ListTest(ToolTest):
             self.assertIn(b"Can't contact", result.stderr)
             self.assertNotIn(b"s3cret", result.stderr)
             self.check("", "list", "users", "--password-file", folder, "--home", home, code=FAILURE)
+
+
+class CryptTest(ToolTest):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.path = Path(folder.name, "text")
+        self.key = Path(folder.name, "key")
+        self.key.write_text("open sesame\nsecond line\n", encoding="utf-8")
+
+    def crypt(self, command, text, code=OK):
+        self.path.write_bytes(text)
+        result = run(command, str(self.path), "--passphrase-file", str(self.key), "--home", home)
+        self.assertEqual(code, result.returncode, result.stderr)
+        self.assertEqual(code != OK, result.stderr.startswith(b"kqb: "), result.stderr)
+        return result.stdout
+
+    def test_texts_come_back(self):
+        for text in b"", b"s3cret\n", "größer\n\n".encode():
+            encrypted = self.crypt("encrypt", text)
+            self.assertRegex(encrypted, rb"\A[A-Za-z0-9+/=]+\n\Z")
+            self.assertEqual(text, self.crypt("decrypt", encrypted))
+
+    def test_refusals(self):
+        encrypted = self.crypt("encrypt", b"s3cret")
+        self.key.write_text("another\n", encoding="utf-8")
+        for text in encrypted, encrypted[:-9], b"no", b"":
+            self.assertEqual(b"", self.crypt("decrypt", text, FAILURE))
+        self.crypt("encrypt", b"a\0b", FAILURE)
+        for content in "", "\nlater\n", "x" * 5000:
+            self.key.write_text(content, encoding="utf-8")
+            self.crypt("encrypt", b"text", FAILURE)
+        self.key.unlink()
+        self.crypt("encrypt", b"text", FAILURE)
+
+    # Typed as at a keyboard, and never shown.
+    def test_terminal(self):
+        script = (f"{tool} encrypt --home {home} <{self.path} >{self.path}.out; echo code $?;")
+        for typed, code in (("pass\npass\n", 0), ("pass\npast\n", 1), ("\n", 1)):
+            self.path.write_text("text", encoding="utf-8")
+            child, terminal = pty.fork()
+            if child == 0:
+                os.execv("/bin/sh", ["sh", "-c", script])
+            shown, prompts = b"", 0
+            for line in typed.splitlines(keepends=True):
+                prompts += 1
+                while shown.count(b": ") < prompts:
+                    shown += os.read(terminal, 1000)
+                os.write(terminal, line.encode())
+            while b"code" not in shown or not shown.endswith(b"\n"):
+                shown += os.read(terminal, 1000)
+            os.waitpid(child, 0)
+            os.close(terminal)
+            self.assertIn(f"code {code}".encode(), shown)
+            self.assertNotIn(b"pas", shown.replace(b"Passphrase", b"").replace(b"passphrase", b""))
+
 
 if __name__ == "__main__":
     unittest.main(argv=[sys.argv[0], *sys.argv[3:]])

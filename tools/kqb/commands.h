@@ -35,3 +35,8 @@ void addTemplateCommand(CLI::App &tool);
 
 // run: one external program (run_command.cpp).
 void addRunCommand(CLI::App &tool);
+// mail: a mail composed and handed to a mail command (mail_command.cpp).
+void addMailCommand(CLI::App &tool);
+
+// encrypt, decrypt: texts under a passphrase (crypt_commands.cpp).
+void addCryptCommands(CLI::App &tool);

@@ -37,6 +37,8 @@ void describe(CLI::App &tool) {
     addUriCommands(tool);
     addTemplateCommand(tool);
     addRunCommand(tool);
+    addMailCommand(tool);
+    addCryptCommands(tool);
 }
 
 int report(char const *text, ExitCode code) {
