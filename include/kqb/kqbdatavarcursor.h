@@ -94,8 +94,9 @@ protected:
 KQB_API KqbDatavarCursorCreater *createDatavarResidentCursor();
 
 // Copies the columns and all rows of source, from its first on, behind those of target; a fresh
-// target becomes a copy of source. False, with the text of target in *error, when target fails; then
-// it has the rows so far. error may be null; on success *error is null.
+// target becomes a copy of source. False, with the text of target in *error, when target fails, and
+// when there is no memory for a value of source; then target has the rows so far, and that one may be
+// open. error may be null; on success *error is null.
 //
 // A source that fails ends the copy as if it had no more rows: the result is target's, and *error
 // the source's text. A null cursor, and a cursor to be copied into itself, is refused and left as it

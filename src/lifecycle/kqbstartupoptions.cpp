@@ -1,6 +1,7 @@
 // The host's side. Before start-up files, options and a user path wait in staging registries; after
 // it options go into the default registry, with a record of what undoes that.
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <string_view>
@@ -47,11 +48,11 @@ bool lookUp(KqbConfigOptions &options, KqbString const &key, KqbString *value) {
 bool stageFile(KqbConfigOptions &files, char const *path) {
     KqbString const countKey("FileCount", true);
     KqbString count;
-    int const number = lookUp(files, countKey, &count) ? count.asInt() + 1 : 1;
+    long long const number = lookUp(files, countKey, &count) ? count.asInt() + 1LL : 1;
     char key[32];
-    std::snprintf(key, sizeof key, "FilePrefix_%4.4d", number);
-    char text[16];
-    std::snprintf(text, sizeof text, "%d", number);
+    std::snprintf(key, sizeof key, "FilePrefix_%4.4lld", number);
+    char text[24];
+    std::snprintf(text, sizeof text, "%lld", number);
     return store(&files, countKey.asCstr(), text) && store(&files, key, path);
 }
 
@@ -249,8 +250,11 @@ int kqbStartupAddParsedOptions(char const *text, char const **errorMessage) {
 
 void kqbStartupSetUserPath(char const *path) {
     KqbGlobalLock const guard;
-    // Bytes, not characters: a directory's name has no more structure than that.
-    std::snprintf(gUserPath, sizeof gUserPath, "%s", path != nullptr ? path : "");
+    // Bytes, not characters: a directory's name has no more structure than that. It may be the one
+    // that is there already.
+    std::size_t const size = path != nullptr ? strnlen(path, sizeof gUserPath - 1) : 0;
+    if (size > 0) std::memmove(gUserPath, path, size);
+    gUserPath[size] = '\0';
 }
 
 char const *kqbStartupGetUserPath(void) { return gUserPath; }

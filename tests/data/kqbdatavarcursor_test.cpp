@@ -7,7 +7,7 @@
 #include "data/cursor_fixture.h"
 #include "kqb/kqbdatavarwlpcursor.h"
 #include "platform/kqwlp.h"
-#include "support/pool_faults.h"
+#include "support/alloc_faults.h"
 #include "support/temporary_folder.h"
 
 namespace {
@@ -213,6 +213,16 @@ TEST_P(KqbDatavarCursorTest, RewindsInTheMiddleAndReadsWhileRowsAreAdded) {
     expectRows(*cursor, rows);
 }
 
+// Has texts that go to the heap, beyond the pool's stock.
+Row longRow() {
+    return {var(5),
+            var(KqbReal("0.1")),
+            var(std::string(5000, 'x').c_str()),
+            var(KqbDate(1.5)),
+            var(std::string(3000, 'y').c_str()),
+            var(true)};
+}
+
 // Whatever is refused is told, and what was accepted is there.
 void runShortOfMemory(Creater &cursor, Row const &row) {
     long long accepted = 0;
@@ -228,12 +238,7 @@ void runShortOfMemory(Creater &cursor, Row const &row) {
 
 TEST_P(KqbDatavarCursorTest, MemoryRunsOutAtEachStep) {
     refusesRequests_ = true;
-    Row const row = {var(5),
-                     var(KqbReal("0.1")),
-                     var(std::string(5000, 'x').c_str()),
-                     var(KqbDate(1.5)),
-                     var("text"),
-                     var(true)};
+    Row const row = longRow();
     bool refused = true;
     for (long n = 1; refused; ++n) {
         AllocFaults::failAt(n);
@@ -246,19 +251,24 @@ TEST_P(KqbDatavarCursorTest, MemoryRunsOutAtEachStep) {
     }
 }
 
-TEST_P(KqbDatavarCursorTest, ValuesThatCannotBeHandedOutForWantOfMemoryAreNull) {
+TEST_P(KqbDatavarCursorTest, CopiesAreWholeOrTellThatMemoryRanOut) {
     refusesRequests_ = true;
-    auto const cursor = createDefined();
-    std::vector<Row> const rows = fill(*cursor, 1);
-    ASSERT_EQ(KqbCursorRow, cursor->next());
-    for (unsigned blocks = 0; blocks < 3; ++blocks) {
-        PoolFaults const faults(blocks);
-        for (int i = 0; i < 6; ++i) {
-            KqbDatavar const value = cursor->getValue(i);
-            EXPECT_TRUE(value.isNull() || value.compare(rows[0][static_cast<unsigned>(i)]) == 0);
-        }
+    std::vector<Row> const rows(2, longRow());
+    bool refused = true;
+    for (long n = 1; refused; ++n) {
+        auto const source = createDefined();
+        for (Row const &row : rows) ASSERT_TRUE(addRow(*source, row));
+        auto const target = own(createDatavarResidentCursor());
+        KqbString error;
+        AllocFaults::failAt(n);
+        bool const copied = copyCursor(source.get(), target.get(), &error);
+        AllocFaults::off();
+        refused = AllocFaults::hit();
+        ASSERT_EQ(copied, error.isNull()) << n;
+        ASSERT_NO_FATAL_FAILURE(expectRows(*source, rows)) << n;
+        if (!copied) continue;
+        ASSERT_NO_FATAL_FAILURE(expectRows(*target, rows)) << n;
     }
-    expectRows(*cursor, rows);
 }
 
 // --- Resident -----------------------------------------------------------------------------------

@@ -94,13 +94,6 @@ TEST_P(KqbStringCursorTest, ValuesHandedOutStay) {
     EXPECT_EQ("one", textOf(again));
 }
 
-TEST_F(CursorTest, StringRowSetTellsZeroColumns) {
-    auto const cursor = own(createStringWlpCursor());
-    EXPECT_FALSE(cursor->createColumns());
-    EXPECT_EQ("Cannot create zero columns", textOf(cursor->getErrorMessage()));
-    EXPECT_EQ(KqbCursorFailure, cursor->next());
-}
-
 // --- Row sources --------------------------------------------------------------------------------
 
 // A source that notes what it is asked and answers as it is told.

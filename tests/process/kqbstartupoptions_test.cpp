@@ -153,6 +153,8 @@ TEST_F(StartupOptionsTest, pathsOfEveryLength) {
     KqbConfigOptions *const files = kqbGetConfigOptions(".@=Files=@.");
     EXPECT_TRUE(files->getOption("FilePrefix_0003", &path, false));
     EXPECT_EQ(path.length(), 300U);
+    kqbStartupSetUserPath(kqbStartupGetUserPath() + 1);
+    EXPECT_EQ(kqbStartupGetUserPath(), std::string(258, 'p'));
     kqbStartupSetUserPath(nullptr);
     EXPECT_STREQ(kqbStartupGetUserPath(), "");
     writeAppConfig("");
@@ -240,42 +242,32 @@ TEST_F(StartupOptionsTest, everyAllocationMayFail) {
     }
 }
 
+// The same before start-up: what is staged is the beginning of what was asked for.
 TEST_F(StartupOptionsTest, everyAllocationOfStagingMayFail) {
     std::string const longText(2000, 'x');
     std::string const text = "a=" + longText + ";b%3D";
+    std::string const all = "a=" + longText + " b=<null> ";
+    std::string const file = "FilePrefix_0001=one ";
+    std::string const files = "FileCount=2 " + file + "FilePrefix_0002=" + longText + " ";
     ASSERT_EQ(initialize(), "");
     bool isDone = false;
     for (int n = 1; !isDone; ++n) {
         kqbClearConfigOptions(".@=CommandArgs=@.");
-        char const *reason = nullptr;
-        AllocFaults::failAt(n);
-        int const result = kqbStartupAddParsedOptions(text.c_str(), &reason);
-        AllocFaults::off();
-        isDone = !AllocFaults::hit();
-        EXPECT_EQ(result == 0, reason == nullptr) << n;
-        std::string const all = "a=" + longText + " b=<null> ";
-        std::string const staged = optionsOf(".@=CommandArgs=@.");
-        EXPECT_TRUE(result != 0 || staged == all) << n << staged;
-        EXPECT_TRUE(all.starts_with(staged)) << n << staged;
-    }
-}
-
-TEST_F(StartupOptionsTest, everyAllocationOfStagingFilesMayFail) {
-    ASSERT_EQ(initialize(), "");
-    std::string const two(2000, '2');
-    bool isDone = false;
-    for (int n = 1; !isDone; ++n) {
         kqbClearConfigOptions(".@=Files=@.");
         ASSERT_EQ(kqbStartupAddConfigFile("one", nullptr), 0);
+        char const *reasons[2] = {nullptr, nullptr};
         AllocFaults::failAt(n);
-        int const result = kqbStartupAddConfigFile(two.c_str(), nullptr);
+        int const optionsResult = kqbStartupAddParsedOptions(text.c_str(), &reasons[0]);
+        int const fileResult = kqbStartupAddConfigFile(longText.c_str(), &reasons[1]);
         AllocFaults::off();
         isDone = !AllocFaults::hit();
-        std::string const one = "FilePrefix_0001=one ";
-        std::string const both = "FileCount=2 " + one + "FilePrefix_0002=" + two + " ";
-        std::string const staged = optionsOf(".@=Files=@.");
-        EXPECT_NE(staged.find(one), std::string::npos) << n << staged;
-        EXPECT_TRUE(result != 0 || staged == both) << n << staged;
+        EXPECT_EQ(optionsResult == 0, reasons[0] == nullptr) << n;
+        EXPECT_EQ(fileResult == 0, reasons[1] == nullptr) << n;
+        std::string const staged = optionsOf(".@=CommandArgs=@.");
+        EXPECT_TRUE(optionsResult == 0 ? staged == all : all.starts_with(staged)) << n << staged;
+        std::string const stagedFiles = optionsOf(".@=Files=@.");
+        EXPECT_TRUE(fileResult != 0 || stagedFiles == files) << n << stagedFiles;
+        EXPECT_NE(stagedFiles.find(file), std::string::npos) << n << stagedFiles;
     }
 }
 

@@ -125,9 +125,11 @@ class OptionsTest(ToolTest):
         base = ["options", "--home", home, "--set", "A=1", "--set", "METAPASS=s3cret"]
         text = "a=2;metapass=x;B=%%A%%;word"
         self.check("previous a=1\nprevious metapass=********\nnew B\nnew \n", *base, "--apply", text)
-        listed = json.loads(run(*base, "--json", "--apply", text).stdout)
-        self.assertEqual({"key": "a", "value": "1"}, listed["previous"][0])
-        self.assertEqual(["B", None], listed["new"])
+        listed = json_lines(run(*base, "--json", "--apply", text).stdout)
+        self.assertEqual({"option": "previous", "key": "a", "value": "1"}, listed[0])
+        self.assertEqual(["B", None], [row["key"] for row in listed if row["option"] == "new"])
+        rows = "option,key,value\r\nprevious,a,1\r\nprevious,metapass,********\r\n"
+        self.check(rows, *base, "--csv", "--apply", "a=2;metapass=x")
         self.check("", *base, "--apply", "")
 
     def test_json_holds_any_bytes(self):
@@ -212,8 +214,10 @@ class OverlayTest(ToolTest):
         self.overlay("comment", "temp", expected=" why\n")
         self.overlay("list", expected="overlay Own=-1\nboth Shared=yes\nboth Temp=/scratch\n")
         files = [str(self.base), str(self.path)]
-        listed = json.loads(run("overlay", *files, "list", "--json").stdout)
+        listed = json_lines(run("overlay", *files, "list", "--json").stdout)
         self.assertEqual({"key": "Own", "base": None, "overlay": "-1", "comment": ""}, listed[0])
+        rows = list(csv.reader(io.StringIO(run("overlay", *files, "list", "--csv").stdout.decode())))
+        self.assertEqual(["Temp", "/tmp", "/scratch", " why"], rows[-1])
         for key in "own", "shared", "temp":
             self.overlay("clear", key)
         self.overlay("list", expected="base Shared=yes\nbase Temp=/tmp\n")
@@ -234,9 +238,10 @@ class AttributesTest(ToolTest):
         self.check("a;b=1\n", "attributes", "a%3Bb=1")
         self.check("a=1;b\nc\n", "attributes", "a=1;b|c", "--separator", "|")
         self.check("", "attributes", "")
-        listed = json.loads(run("attributes", "a=;b=\"", "--json").stdout)
+        listed = json_lines(run("attributes", "a=;b=\"", "--json").stdout)
         expected = [{"name": "a", "value": None}, {"name": "b", "value": '"'}]
         self.assertEqual(expected, listed)
+        self.check('name,value\r\na,\r\n,"x,y"\r\n', "attributes", "a=;x,y", "--csv")
 
 
 class MessageTest(ToolTest):

@@ -1,18 +1,18 @@
 #include <memory>
+#include <optional>
 
 #include "commands.h"
 #include "kqb/kqbparse.h"
 #include "library.h"
+#include "list.h"
 #include "output.h"
 
 namespace {
 
-using nlohmann::ordered_json;
-
 struct AttributesArguments {
     std::string text;
     std::string separator;
-    bool json = false;
+    std::optional<CursorFormat> format;  // none: NAME=VALUE
 };
 
 std::string checkSeparator(std::string const &text) {
@@ -30,17 +30,17 @@ void listAttributes(AttributesArguments const &arguments) {
     char const separator = arguments.separator.empty() ? '\0' : arguments.separator.front();
     if (!attributes.parse(arguments.text.c_str(), separator))
         throw Failure(kLibraryFailure, toText(attributes.getErrorMessage()));
-    ordered_json list = ordered_json::array();
+    List list({"name", "value"});
     for (int i = 0; i < attributes.getAttributeCount(); ++i) {
         KqbString name, value;
         if (!attributes.getAttribute(i, &name, &value))
             throw Failure(kLibraryFailure, toText(attributes.getErrorMessage()));
-        if (arguments.json)
-            list.push_back({{"name", toJson(name)}, {"value", toJson(value)}});
+        if (arguments.format)
+            list.add({name, value});
         else
             printLine(lineOf(name, value));
     }
-    if (arguments.json) printJson(list);
+    if (arguments.format) list.print(*arguments.format);
 }
 
 }  // namespace
@@ -53,6 +53,6 @@ void addAttributesCommand(CLI::App &tool) {
     command->add_option("--separator", arguments->separator, "What parts attributes; default: ;")
         ->type_name("BYTE")
         ->check(checkSeparator, "");
-    command->add_flag("--json", arguments->json, "Print JSON");
+    addFormatOptions(*command, arguments->format);
     command->callback([arguments] { listAttributes(*arguments); });
 }

@@ -10,8 +10,6 @@
 
 namespace {
 
-using nlohmann::ordered_json;
-
 struct OptionsArguments {
     StartOptions start;
     std::string key;
@@ -64,24 +62,26 @@ void forRows(KqbStringCursor &cursor, Show const &show) {
         throw Failure(kLibraryFailure, toText(cursor.getErrorMessage()));
 }
 
-void showUndo(KqbStringCursor &previous, KqbStringCursor &added, bool json) {
-    ordered_json values = ordered_json::array();
-    ordered_json keys = ordered_json::array();
+// What both cursors hold, as one list.
+void showUndo(KqbStringCursor &previous, KqbStringCursor &added,
+              std::optional<CursorFormat> format) {
+    List list({"option", "key", "value"});
     forRows(previous, [&] {
         KqbString const key = previous.getValue(0);
         KqbString const value = kqbMaskOptionValue(key, previous.getValue(1));
-        if (json)
-            values.push_back({{"key", toJson(key)}, {"value", toJson(value)}});
+        if (format)
+            list.add({"previous", key, value});
         else
             printLine("previous " + toText(key) + "=" + toText(value));
     });
     forRows(added, [&] {
-        if (json)
-            keys.push_back(toJson(added.getValue(0)));
+        KqbString const key = added.getValue(0);
+        if (format)
+            list.add({"new", key, KqbString()});
         else
-            printLine("new " + toText(added.getValue(0)));
+            printLine("new " + toText(key));
     });
-    if (json) printJson({{"previous", values}, {"new", keys}});
+    if (format) list.print(*format);
 }
 
 void applyOptions(OptionsArguments const &arguments) {
@@ -94,7 +94,7 @@ void applyOptions(OptionsArguments const &arguments) {
     checkResult(result, error);
     Cursor const previous(previousValues);
     Cursor const added(newKeys);
-    showUndo(*previous, *added, arguments.format == CursorFormat::kJson);
+    showUndo(*previous, *added, arguments.format);
     result = kqbStartupSetOptions(previous.get(), &error);
     checkResult(result, error);
     result = kqbStartupDeleteOptions(added.get(), &error);
@@ -144,9 +144,7 @@ void addOptionsCommands(CLI::App &tool) {
                          "Set the options of this attribute list after start-up, show instead of "
                          "all options what undoes that, and undo it")
             ->type_name("TEXT")
-            ->excludes(listing->get_option("--expand"))
-            ->excludes(listing->get_option("--table"))
-            ->excludes(listing->get_option("--csv"));
+            ->excludes(listing->get_option("--expand"));
     listing->callback([list, apply] {
         if (apply->count() > 0)
             applyOptions(*list);

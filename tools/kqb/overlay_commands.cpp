@@ -1,20 +1,20 @@
 #include <filesystem>
 #include <memory>
+#include <optional>
 
 #include "commands.h"
 #include "entry_arguments.h"
 #include "kqb/kqbconfigoverlay.h"
 #include "library.h"
+#include "list.h"
 #include "output.h"
 
 namespace {
 
-using nlohmann::ordered_json;
-
 struct OverlayArguments : EntryArguments {
     std::string base;
     std::string overlay;
-    bool json = false;
+    std::optional<CursorFormat> format;  // of the list; none: ORIGIN KEY=VALUE
 };
 
 // A key with its value in each file; null where the file does not have the key.
@@ -41,11 +41,16 @@ void writeOverlay(KqbConfigOverlay &both, OverlayArguments const &arguments) {
     if (!both.writeOverlay(arguments.overlay.c_str())) fail(both);
 }
 
+Entry entryAt(KqbConfigOverlay &both, int index) {
+    Entry entry;
+    if (!both.getEntry(index, &entry.key, &entry.base, &entry.overlay))
+        throw Failure(kLibraryFailure, "out of memory");
+    return entry;
+}
+
 bool findEntry(KqbConfigOverlay &both, std::string const &key, Entry &entry) {
     for (int i = 0; i < both.getEntryCount(); ++i) {
-        entry = {};
-        if (!both.getEntry(i, &entry.key, &entry.base, &entry.overlay))
-            throw Failure(kLibraryFailure, "out of memory");
+        entry = entryAt(both, i);
         if (entry.key.compare(key.c_str(), false) == 0) return true;
     }
     return false;
@@ -59,21 +64,17 @@ char const *originOf(Entry const &entry) {
 void listEntries(OverlayArguments const &arguments) {
     InitializedLibrary const library;
     KqbConfigOverlay both = readBoth(arguments);
-    ordered_json list = ordered_json::array();
-    Entry entry;
-    for (int i = 0; both.getEntry(i, &entry.key, &entry.base, &entry.overlay); ++i) {
-        if (arguments.json) {
-            list.push_back({{"key", toJson(entry.key)},
-                            {"base", toJson(entry.base)},
-                            {"overlay", toJson(entry.overlay)},
-                            {"comment", toJson(both.getEntryComment(entry.key))}});
+    List list({"key", "base", "overlay", "comment"});
+    for (int i = 0; i < both.getEntryCount(); ++i) {
+        Entry const entry = entryAt(both, i);
+        if (arguments.format) {
+            list.add({entry.key, entry.base, entry.overlay, both.getEntryComment(entry.key)});
         } else {
             KqbString const &value = entry.overlay.isNull() ? entry.base : entry.overlay;
             printLine(std::string(originOf(entry)) + " " + toText(entry.key) + "=" + toText(value));
         }
-        entry = {};
     }
-    if (arguments.json) printJson(list);
+    if (arguments.format) list.print(*arguments.format);
 }
 
 void setEntry(OverlayArguments const &arguments) {
@@ -137,8 +138,10 @@ void addOverlayCommands(CLI::App &tool) {
 
     CLI::App &list =
         addCommand(*overlay, arguments, "list",
-                   "List the entries in key order, each as ORIGIN KEY=VALUE", listEntries);
-    list.add_flag("--json", arguments->json, "Print JSON: both values, and comments");
+                   "List the entries in key order, each as ORIGIN KEY=VALUE or with both values "
+                   "and its comment in another format",
+                   listEntries);
+    addFormatOptions(list, arguments->format);
 
     CLI::App &set = addCommand(*overlay, arguments, "set",
                                "Set a value in the overlay, with the base's comment", setEntry);
