@@ -22,14 +22,10 @@ protected:
 
 TEST_F(ConfigFileTest, linesSurvive) {
     char const *const cases[][2] = {
-        {"", ""},
-        {"a=1\nA=2\n", "A=1\nA=2\n"},
         {"  key  =  some = thing  ", "key=some = thing\n"},
-        {"# first\n# second\nx=1\n", "# first\n# second\nx=1\n"},
         {" # c \n\n\t \nplain\n", "# c\n\n\nplain\n"},
         {"#\nx=1\n#\n", "#\nx=1\n#\n"},
         {"=v\nk=\n=\n", "=v\nk=\n=\n"},
-        {"# c\n\nx=1\n# d\nplain\ny=2", "# c\n\nx=1\n# d\nplain\ny=2\n"},
         {"a=1 # no comment\r\nb=\\n\rc=\"q\"\n", "a=1 # no comment\nb=\\n\nc=\"q\"\n"},
         {"#one\na=1\n#two\nA=2\n", "#one\nA=1\n#two\nA=2\n"},
         {"\xC3\x84=1\n\xC3\xA4=2\n", "\xC3\xA4=1\n\xC3\xA4=2\n"},
@@ -41,73 +37,35 @@ TEST_F(ConfigFileTest, linesSurvive) {
     }
 }
 
-struct Change {
-    char const *in;
-    std::function<void(KqbConfigFile &)> change;
-    char const *out;
-};
-
 TEST_F(ConfigFileTest, changesTouchOnlyTheirOwnLines) {
-    Change const changes[] = {
+    struct {
+        char const *in;
+        std::function<void(KqbConfigFile &)> change;
+        char const *out;
+    } const cases[] = {
         {"# c\nx=1\ny=2\n", [](KqbConfigFile &c) { c.deleteEntry("X"); },
          "# c\n#-DELETED X=1\ny=2\n"},
-        {"x=1\ny=2\n",
-         [](KqbConfigFile &c) {
-             c.setEntryComment("x", "mine");
-             c.deleteEntry("x");
-         },
+        {"x=1\ny=2\n", [](KqbConfigFile &c) { c.setEntryComment("x", "mine"), c.deleteEntry("x"); },
          "#mine\n#-DELETED x=1\ny=2\n"},
-        {"# c\nx=1\ny=2\n",
-         [](KqbConfigFile &c) {
-             c.setEntryComment("x", "");
-             c.deleteEntry("x");
-         },
-         "#-DELETED x=1\ny=2\n"},
-        {"x=1\n", [](KqbConfigFile &c) { c.setEntry("X", "2"); }, "x=2\n"},
-        {"x=1\n",
-         [](KqbConfigFile &c) {
-             c.setEntry("b", "B");
-             c.setEntry("a", "A");
-             c.setEntryComment("a", "one\r\ntwo\nthree");
-         },
-         "x=1\n\n#one\\ntwo\\nthree\na=A\n\nb=B\n"},
-        {"x=1\n",
-         [](KqbConfigFile &c) {
-             c.deleteEntry("x");
-             c.setEntry("X", "2");
-             c.setEntry("gone", "");
-             c.deleteEntry("GONE");
-         },
-         "#-DELETED x=1\n\nX=2\n"},
         {"a=1\n",
-         [](KqbConfigFile &c) {
-             c.setEntry("k", "old");
-             c.clear();
-             c.setEntry("K", "new");
-         },
+         [](KqbConfigFile &c) { c.setEntry("k", "old"), c.clear(), c.setEntry("K", "new"); },
          "\nk=new\n"},
         // The example of docs/configuration-file.md.
         {"# Shared directory\n  Temp = /tmp\r\n\nnote\nTEMP=/var\na=1\n",
          [](KqbConfigFile &c) {
              c.setEntry("b", "2");
-             c.setEntryComment("b", "one\ntwo");
+             c.setEntryComment("b", "one\r\ntwo");
              c.deleteEntry("a");
          },
-         "# Shared directory\nTEMP=/tmp\n\nnote\nTEMP=/var\n#-DELETED a=1\n\n#one\\ntwo\nb=2\n"},
-    };
-    for (Change const &c : changes) {
+         "# Shared directory\nTEMP=/tmp\n\nnote\nTEMP=/var\n#-DELETED a=1\n\n#one\\ntwo\nb=2\n"}};
+    for (auto const &c : cases) {
         KqbConfigFile config;
         ASSERT_TRUE(config.read(file("in", c.in)));
         c.change(config);
+        KqbConfigFile const handle = config;
+        config = handle;
         EXPECT_EQ(written(config), c.out) << c.in;
     }
-}
-
-TEST_F(ConfigFileTest, deletedMarkBecomesTheNextComment) {
-    KqbConfigFile config;
-    ASSERT_TRUE(config.read(file("in", "#-DELETED x=1\ny=2\n")));
-    EXPECT_EQ(shown(config.getEntryComment("y")), "-DELETED x=1");
-    EXPECT_EQ(shown(config.getEntry("x")), "<null>");
 }
 
 TEST_F(ConfigFileTest, readingMerges) {
@@ -149,19 +107,6 @@ TEST_F(ConfigFileTest, lookingUp) {
         key = value = "full";
     }
     EXPECT_TRUE(config.getEntry(3, nullptr, nullptr));
-}
-
-TEST_F(ConfigFileTest, handlesShare) {
-    KqbConfigFile outer;
-    {
-        KqbConfigFile inner;
-        inner.setEntry("a", "1");
-        outer = inner;
-        KqbConfigFile const third(inner);
-        inner = third;
-    }
-    outer = *&outer;
-    EXPECT_EQ(shown(outer.getEntry("a")), "1");
 }
 
 std::string randomText(std::mt19937 &random) {

