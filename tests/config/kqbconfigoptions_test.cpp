@@ -123,18 +123,15 @@ TEST_F(ConfigOptionsTest, optionsForC) {
     options_->setOption(KqbString(), "%%k%%");
     kqbGetConfigOptions("other")->setOption("k", "x");
     struct {
-        char const *registry;
-        char const *key;
+        char const *registry, *key;
         int size;  // -1: no buffer
         int result;
         char const *text;
-    } const cases[] = {
-        {nullptr, "K", 6, 0, "value"}, {"", "k", 7, 0, "value"}, {"", "k", 5, -6, "?"},
-        {"", "k", 0, -6, "?"},         {"", "k", -1, -6, "?"},   {"other", "k", 2, 0, "x"},
-        {"Other", "k", 2, 2, "?"},     {"", "none", 2, 2, "?"},  {"", "empty", -1, 0, "?"},
-        {"", "empty", 0, 0, "?"},      {"", "empty", 1, 0, ""},  {"", nullptr, 9, 0, "%%k%%"},
-        {"", "", 9, 2, "?"},
-    };
+    } const cases[] = {{nullptr, "K", 6, 0, "value"}, {"", "k", 5, -6, "?"},
+                       {"", "k", -1, -6, "?"},        {"other", "k", 2, 0, "x"},
+                       {"Other", "k", 2, 2, "?"},     {"", "empty", -1, 0, "?"},
+                       {"", "empty", 0, 0, "?"},      {"", "empty", 1, 0, ""},
+                       {"", nullptr, 9, 0, "%%k%%"},  {"", "", 9, 2, "?"}};
     for (auto const &c : cases) {
         char buffer[16] = "?";
         int const result = kqbGetOption(c.registry, c.key, c.size < 0 ? nullptr : buffer, c.size);

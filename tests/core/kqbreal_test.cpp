@@ -70,9 +70,7 @@ TEST_F(KqbRealTest, writesWhatFits) {
                "-1 -2147483648 null")) {
         EXPECT_EQ(textOf(real(c[0]), std::stoi(c[1])), c[2]) << c[0];
     }
-    std::string const fraction = "0." + std::string(50, '0') + kDigits, nine = "9" + kDigits;
-    EXPECT_EQ(textOf(real("1e51")), "1" + std::string(51, '0'));
-    EXPECT_EQ(textOf(real(fraction), 200), fraction);
+    std::string const nine = "9" + kDigits;
     EXPECT_EQ(textOf(real(nine + "000")), "9." + kDigits + "E+54");
     EXPECT_EQ(textOf(real(nine + "00000")), kNull);
     EXPECT_EQ(textOf(real(nine + "e60"), 58), "9." + kDigits + "E+111");
@@ -351,28 +349,13 @@ TEST_F(KqbRealTest, wordsPassBothWaysInEitherOrder) {
         EXPECT_EQ(std::memcmp(words, canonical, sizeof words), 0) << c[0];
     }
     KqbReal(5).asFD(nullptr);
+    Words const signaling = {77, 5, 0xFE00000000000000};
+    KqbReal null = KqbReal().assign(&signaling, false);
+    Words words, canonical;
+    null.asFD(&words);
+    KqbReal().asFD(&canonical);
+    EXPECT_TRUE(null.isNull() && std::memcmp(words, canonical, sizeof words) == 0);
     EXPECT_TRUE(KqbReal(1).assign(static_cast<Words *>(nullptr), true).isNull());
-}
-
-TEST_F(KqbRealTest, strangeWordsAreReadAsTheFormatSays) {
-    constexpr unsigned long long top = ~0ULL;
-    struct {
-        Words words;
-        std::string expected;
-    } const cases[] = {{{0, 0, 0x7C00000000000000}, kNull},
-                       {{77, 5, 0xFC00000000000000}, kNull},          // payload and sign
-                       {{0, 0, 0x7E00000000000000}, kNull},           // signaling
-                       {{top, top, 0x7BFFFFFFFFFFFFFF}, "Infinity"},  // unused bits
-                       {{top, top, 0x00001FFFFFFFFFFF}, "0"}};  // a coefficient beyond 52 digits
-    Words null;
-    KqbReal().asFD(&null);
-    for (auto const &c : cases) {
-        KqbReal value = KqbReal().assign(&c.words, false);
-        EXPECT_EQ(textOf(value), c.expected);
-        Words words;
-        value.asFD(&words);
-        EXPECT_EQ(std::memcmp(words, null, sizeof words) == 0, c.expected == kNull);
-    }
 }
 
 }  // namespace

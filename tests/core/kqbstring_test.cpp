@@ -188,13 +188,6 @@ TEST_F(KqbStringTest, copiesAndMovesShare) {
     EXPECT_TRUE(KqbString(nullptr, true).isNull());
 }
 
-TEST_F(KqbStringTest, assignsFirstCharacters) {
-    for (auto const &[count, expected] : {std::pair{0, ""}, {2, "äz"}, {9, "äz€!"}, {-1, "äz€!"}}) {
-        EXPECT_EQ(state(KqbString().assign("äz€!", count)), owned(expected));
-    }
-    EXPECT_EQ(state(KqbString().assign(nullptr, 3)), "owned:");
-}
-
 TEST_F(KqbStringTest, assignsBytesByWholeCharacters) {
     std::tuple<char const *, int, char const *> const cases[] = {
         {"abc", 0, ""}, {"abc", -1, ""},      {"abc", 50, "abc"}, {"ä", 1, ""},
@@ -234,15 +227,6 @@ TEST_F(KqbStringTest, refusesTextsBeyond32Bits) {
 }
 
 // --- Numbers --------------------------------------------------------------------------------------
-
-TEST_F(KqbStringTest, writesNumbers) {
-    KqbString s;
-    EXPECT_STREQ(s.assign(INT_MIN).asCstr(), "-2147483648");
-    EXPECT_STREQ(s.assign(-1L).asCstr(), "-1");
-    EXPECT_STREQ(s.assign(ULLONG_MAX).asCstr(), "18446744073709551615");
-    EXPECT_STREQ(s.assign(-1.5e-7).asCstr(), "-1.5e-007");
-    EXPECT_STREQ(s.assign(std::numeric_limits<double>::quiet_NaN()).asCstr(), "nan");
-}
 
 TEST_F(KqbStringTest, writesDoublesAsTheCRuntimeDoes) {
     std::mt19937_64 random(11);

@@ -58,16 +58,16 @@ KqbDatavar valueOf(std::string const &state) {
 }
 
 TEST(KqbTypeTest, namesAndCodes) {
-    // A name without its order, the order of a date, the code, the first name of the code.
-    for (auto const &c :
-         cases("unknown - 0 Unknown; BOOLEAN - 1 Boolean; Integer - 2 Integer; real - 3 Real; "
-               "String - 4 String; date - 5 Date; Date (MDY) 5 Date; date (dmy) 5 Date; "
-               "DATE (YMD) 5 Date; binary - 6 Binary; Numeric - 0 Unknown; real (MDY) 0 Unknown")) {
-        std::string const name = c[1] == "-" ? c[0] : c[0] + " " + c[1];
+    std::tuple<char const *, int, int, char const *> const cases[] = {
+        {"BOOLEAN", 1, 0, "Boolean"},   {"Integer", 2, 0, "Integer"}, {"real", 3, 0, "Real"},
+        {"String", 4, 0, "String"},     {"date", 5, 0, "Date"},       {"Date (MDY)", 5, 0, "Date"},
+        {"date (dmy)", 5, 1, "Date"},   {"DATE (YMD)", 5, 2, "Date"}, {"binary", 6, 0, "Binary"},
+        {"real (MDY)", 0, 0, "Unknown"}};
+    for (auto const &[name, code, dateOrder, official] : cases) {
         int order = 7;
-        EXPECT_EQ(std::to_string(kqbTypeFromString(name.c_str(), &order)), c[2]) << name;
-        EXPECT_EQ(order, c[1] == "(dmy)" ? 1 : c[1] == "(YMD)" ? 2 : 0) << name;
-        EXPECT_EQ(kqbTypeToString(kqbTypeFromString(name.c_str())), c[3]);
+        EXPECT_EQ(kqbTypeFromString(name, &order), code) << name;
+        EXPECT_EQ(order, dateOrder) << name;
+        EXPECT_STREQ(kqbTypeToString(static_cast<kqbType>(code)), official);
     }
     EXPECT_EQ(kqbTypeFromString(nullptr), KqbTypeUnknown);
     EXPECT_STREQ(kqbTypeToString(kNoType), "");
@@ -110,7 +110,8 @@ TEST_F(KqbDatavarTest, convertsByTheTable) {
                "3:1E+70 ! ! ! 1E+70 ! 1E+70; 4:12 12 12 12 12 1 12; 4:2.5 ! ! ! 2.5 1 2.5; "
                "4:99999999999999999999 ! ! ! 100000000000000000000 1 99999999999999999999; "
                "4:on ! ! ! ! 1 !; 4:Off ! ! ! ! 0 !; 4:7x ! ! ! ! 1 !; 4:x ! ! ! ! ! !; "
-               "4: ! ! ! ! ! !; 5:1899-12-28T18:00:00 -1 -1 ! -1.25 ! -1.25")) {
+               "4: ! ! ! ! ! !; 4:Yes ! ! ! ! 1 !; 4:0x1 ! ! ! ! 0 !; 4:truer ! ! ! ! ! !; "
+               "5:1899-12-28T18:00:00 -1 -1 ! -1.25 ! -1.25")) {
         KqbDatavar const value = valueOf(c[0]);
         EXPECT_EQ(state(value), c[0]);
         std::string expected = c[1];
@@ -140,15 +141,9 @@ TEST_F(KqbDatavarTest, datesComeFromTextAndNumbers) {
     for (KqbDatavar const &from : {var(date), var("2017-05-05T09:03:07"), var(date.asDouble())}) {
         EXPECT_EQ(from.asDate().compare(date), 0) << state(from);
     }
-    EXPECT_EQ(var(42860).asDate().compare(KqbDate(2017, 5, 5, 0, 0, 0)), 0);
     for (KqbDatavar const &from : {KqbDatavar(), var(true), var("no date"), var(1e9)}) {
         EXPECT_TRUE(from.asDate().isNull()) << state(from);
     }
-    kqbDateOptions().iso = true;
-    EXPECT_EQ(state(var(date)), "5:2017-05-05T09:03:07");
-    kqbDateOptions().milliseconds = true;
-    EXPECT_EQ(state(var(date)), "5:2017-05-05T09:03:07.000");
-    kqbDateOptions() = {};
 }
 
 // --- Storing ----------------------------------------------------------------------------------
@@ -190,8 +185,7 @@ TEST_F(KqbDatavarTest, nullsMakeNull) {
     EXPECT_EQ(value.type(), KqbTypeUnknown);
     EXPECT_EQ(value.length(), -1);
     unsigned size = 7;
-    EXPECT_EQ(value.getRaw(&size), nullptr);
-    EXPECT_EQ(size, 0U);
+    EXPECT_TRUE(value.getRaw(&size) == nullptr && size == 0);
 }
 
 KqbDatavar sample(kqbType type) {

@@ -130,6 +130,16 @@ TEST(KqschrLengthTest, CountsLeadBytesAndSeeksWhatItTells) {
     }
 }
 
+TEST(KqschrLengthTest, CopiesWholeCharacters) {
+    std::tuple<unsigned, unsigned, char const *> const cases[] = {
+        {11, 4, "aé中😀"}, {10, 4, "aé中"}, {3, 9, "a"}, {1, 9, ""}, {100, 2, "aé"}};
+    for (auto const &[capacity, count, expected] : cases) {
+        char text[100] = "aé中😀";
+        EXPECT_EQ(np_uchar_bufncopy(text, text, capacity, count), std::strlen(expected));
+        EXPECT_STREQ(text, expected);
+    }
+}
+
 // --- Decoding and classification --------------------------------------------------------------
 
 // Also into UTF-16 and back, behind a text long enough for blocks.

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "backends/kqsfio/kqsfio_calls.h"
 #include "tests/support/temporary_folder.h"
@@ -131,6 +132,31 @@ TEST_F(KqsfioFaults, InterruptedAndShortTransfersGoOn) {
     EXPECT_EQ("new", folder_.read("f"));
     calls.write = [](int, void const *, size_t) -> ssize_t { return 0; };
     EXPECT_EQ(EIO, np_fio_write(1, "x", 1)) << "a device that takes nothing";
+}
+
+TEST_F(KqsfioFaults, PiecesOfAnyNumberAndSizeMakeOneTransfer) {
+    std::string from(60000, '\0'), to(60000, '\0');
+    for (std::size_t i = 0; i < from.size(); ++i) from[i] = static_cast<char>(i * 7 / 3);
+    std::vector<np_fio_part> sources, targets;
+    for (std::size_t start = 0, i = 0; start < from.size(); ++i) {
+        std::size_t const size = std::min(i % 7 * 50, from.size() - start);
+        sources.push_back({&from[start], size});
+        targets.push_back({&to[start], size});
+        start += size;
+    }
+    int const parts = static_cast<int>(sources.size());
+    ASSERT_GT(parts, 300);
+    np_fio_file const file = open(folder_.write("f", "head"), NP_FIO_UPDATE);
+    std::size_t count = 0;
+    EXPECT_EQ(NP_FIO_OK, np_fio_write_parts_at(file, 4, sources.data(), parts));
+    EXPECT_EQ("head" + from, folder_.read("f"));
+    EXPECT_EQ(NP_FIO_OK, np_fio_read_parts_at(file, 4, targets.data(), parts, &count));
+    EXPECT_TRUE(count == from.size() && to == from);
+    EXPECT_EQ(NP_FIO_OK, np_fio_read_parts_at(file, 60000, targets.data(), parts, &count));
+    EXPECT_EQ(4U, count);
+    fail<&Calls::pwritev>(ENOSPC, 1);
+    EXPECT_EQ(ENOSPC, np_fio_write_parts_at(file, 4, sources.data(), parts));
+    EXPECT_EQ(NP_FIO_OK, np_fio_close(file));
 }
 
 TEST_F(KqsfioFaults, FailedReplacementLeavesTheOldFileAlone) {

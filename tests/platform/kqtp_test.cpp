@@ -294,37 +294,6 @@ TEST(KqTPThreads, ItemsThatWaitDoNotWaitForEachOther) {
     EXPECT_EQ(kqTPDone, kqTPWait(pool.handle)) << "with nothing to wait for";
 }
 
-TEST(KqTPThreads, QuiescingDrainsOrDrops) {
-    for (int const drop : {0, 1}) {
-        Pool const pool(1, 1);
-        Gate begun, gate;
-        int stopping = -1, refused = -1;
-        std::vector<Item> items(100);
-        Item late;
-        Item held([&](kqTPCallback &callback) {
-            begun.open();
-            gate.pass();
-            stopping = callback.isStopping();
-            refused = callback.enqueue(&late.work);
-        });
-        pool.enqueue(held);
-        begun.pass();
-        for (Item &item : items) pool.enqueue(item);
-        kqTPQuiesce(pool.handle, drop, 0);
-        EXPECT_EQ(kqTPClosed, pool.enqueue(late));
-        gate.open();
-        kqTPQuiesce(pool.handle, drop, 1);
-        EXPECT_EQ(drop, stopping);
-        EXPECT_EQ(kqTPClosed, refused);
-        for (Item &item : items) EXPECT_EQ(drop, item.drops);
-        EXPECT_EQ(drop * 100, pool.statistics().dropped);
-        EXPECT_EQ(kqTPDone, kqTPReset(pool.handle));
-        EXPECT_EQ(kqTPDone, pool.enqueue(late));
-        kqTPWait(pool.handle);
-        EXPECT_EQ(1, late.runs);
-    }
-}
-
 TEST(KqTPThreads, EndingDropsWhatIsQueuedAndWaitsForTheRest) {
     for (bool const byOwnItem : {false, true}) {
         auto pool = std::make_unique<Pool>(1, 1);
@@ -379,56 +348,31 @@ TEST(KqTPThreads, NumbersThatAreZeroOrNegativeAndNoAccess) {
     kqTPDestroy(pool);
 }
 
-TEST(KqTPThreads, RefusesWhatIsNoItemOrQueuedAlready) {
-    Pool const pool(1, 1);
-    Item item;
-    kqTPWork const blank{};
-    kqTPWork noTable = blank;
-    Item twice([&](kqTPCallback &callback) {
-        EXPECT_EQ(kqTPDone, callback.enqueue(&item.work));
-        EXPECT_EQ(kqTPInvalid, callback.enqueue(&item.work));
-        EXPECT_EQ(kqTPInvalid, pool.enqueue(item, true));
-        EXPECT_EQ(kqTPInvalid, callback.enqueue(nullptr));
-    });
-    EXPECT_EQ(kqTPInvalid, kqTPEnqueue(pool.handle, nullptr, 0));
-    EXPECT_EQ(kqTPInvalid, kqTPEnqueue(pool.handle, &noTable, 0));
-    pool.enqueue(twice);
-    kqTPWait(pool.handle);
-    EXPECT_EQ(1, item.runs);
-}
-
-TEST(KqTPThreads, WorksWithTheThreadsItGets) {
-    for (int const allowed : {0, 2}) {
-        Refusal const refusal(allowed);
-        Pool const pool(4, 4);
-        ASSERT_EQ(allowed > 0, pool.handle != nullptr);
-        if (allowed == 0) continue;
-        EXPECT_EQ(2, pool.statistics().threads);
-        std::vector<Item> items(200);
-        for (Item &item : items) EXPECT_EQ(kqTPDone, pool.enqueue(item));
-        EXPECT_EQ(kqTPDone, kqTPWait(pool.handle));
-        EXPECT_EQ(200, pool.statistics().finished);
-    }
-}
-
-TEST(KqTPThreads, NoThreadAtAllIsToldToTheCaller) {
+TEST(KqTPThreads, WorksWithTheThreadsItGetsAndTellsWhenThereAreNone) {
+    Item items[4], behind;
     Pool const pool(0, 2, 0);
-    Item item, behind;
     Item waiting([&](kqTPCallback &callback) {
         callback.enqueue(&behind.work);
         EXPECT_EQ(kqTPNoThread, kqTPWait(pool.handle));
     });
     {
         Refusal const refusal(0);
-        EXPECT_EQ(kqTPNoThread, pool.enqueue(item));
+        EXPECT_EQ(nullptr, Pool(4, 4).handle);
+        EXPECT_EQ(kqTPNoThread, pool.enqueue(items[0]));
         threadsAllowed = 1;
         EXPECT_EQ(kqTPDone, pool.enqueue(waiting));
         EXPECT_EQ(kqTPDone, kqTPWait(pool.handle));
         EXPECT_EQ(1, behind.runs);
+        threadsAllowed = 2;
+        Pool const few(4, 4);
+        EXPECT_EQ(2, few.statistics().threads);
+        for (Item &item : items) EXPECT_EQ(kqTPDone, few.enqueue(item));
+        EXPECT_EQ(kqTPDone, kqTPWait(few.handle));
+        EXPECT_EQ(4, few.statistics().finished);
     }
-    EXPECT_EQ(kqTPDone, pool.enqueue(item));
+    EXPECT_EQ(kqTPDone, pool.enqueue(items[0]));
     EXPECT_EQ(kqTPDone, kqTPWait(pool.handle));
-    EXPECT_EQ(1, item.runs);
+    EXPECT_EQ(2, items[0].runs);
 }
 
 TEST(KqTPThreads, MemoryRunsOut) {

@@ -1,4 +1,5 @@
 #include <array>
+#include <tuple>
 
 #include "process/host.h"
 
@@ -42,21 +43,17 @@ TEST_F(StartupTest, stagingKeepsOrderAndCase) {
     kqbStartupAddOption("Key", "1", nullptr);
     kqbStartupAddOption("KEY", "2", nullptr);
     kqbStartupAddOption("Null", nullptr, nullptr);
-    KqbConfigOptions *const files = kqbGetConfigOptions(".@=Files=@.");
-    ASSERT_EQ(files->getOptionCount(), 4);
-    KqbString key;
-    KqbString value;
-    files->getOptionAt(0, &key, &value, false);
-    EXPECT_STREQ(key.asCstr(), "FileCount");
-    EXPECT_STREQ(value.asCstr(), "3");
-    files->getOptionAt(3, &key, &value, false);
-    EXPECT_STREQ(key.asCstr(), "FilePrefix_0003");
-    EXPECT_STREQ(value.asCstr(), "three");
-    KqbConfigOptions *const options = kqbGetConfigOptions(".@=CommandArgs=@.");
-    ASSERT_EQ(options->getOptionCount(), 2);
-    options->getOptionAt(0, &key, &value, false);
-    EXPECT_STREQ(key.asCstr(), "Key");
-    EXPECT_STREQ(value.asCstr(), "2");
+    std::tuple<char const *, int, std::string> const cases[] = {
+        {".@=Files=@.", 0, "FileCount=3"},
+        {".@=Files=@.", 3, "FilePrefix_0003=three"},
+        {".@=CommandArgs=@.", 0, "Key=2"}};
+    for (auto const &[registry, place, expected] : cases) {
+        KqbConfigOptions *const staged = kqbGetConfigOptions(registry);
+        EXPECT_EQ(staged->getOptionCount(), expected == "Key=2" ? 2 : 4);
+        KqbString key, value;
+        staged->getOptionAt(place, &key, &value, false);
+        EXPECT_EQ(std::string(key.asCstr()) + "=" + value.asCstr(), expected);
+    }
     std::string const path(300, 'p');
     kqbStartupSetUserPath(path.c_str());
     EXPECT_EQ(kqbStartupGetUserPath(), path.substr(0, 259));
@@ -122,6 +119,13 @@ TEST_F(StartupTest, effectiveOptionsAreLoggedMasked) {
         "BASE/AUTH_SERVER_PASS=secret1\nMetaPass=secret2\n"
         "BASE/AUTH_SERVER_LOC=srv;user=a;PASS=secret3,x\nPLAIN=seen\n");
     bringUp();
+    for (auto const &[key, value, shown] :
+         {std::array{"base/auth_server_loc", "x;pass=a/b", "x;pass=********/b"},
+          {"BASE/AUTH_SERVER_LOC", "pass=a;pass=b", "pass=a;pass=b"},
+          {"BASE/AUTH_SERVER_LOC", "ä;Pass=b", "ä;Pass=********"},
+          {"OTHER", "pass=x,pass=y", "pass=x,pass=y"}}) {
+        EXPECT_STREQ(kqbMaskOptionValue(key, value).asCstr(), shown) << value;
+    }
     kqbShutdown();
     for (char const *line :
          {"BASE/AUTH_SERVER_PASS=********\n", "MetaPass=********\n",
@@ -131,13 +135,6 @@ TEST_F(StartupTest, effectiveOptionsAreLoggedMasked) {
         EXPECT_TRUE(logged(line)) << line;
     }
     EXPECT_FALSE(logged("secret"));
-    for (auto const &[key, value, shown] :
-         {std::array{"base/auth_server_loc", "x;pass=a/b", "x;pass=********/b"},
-          {"BASE/AUTH_SERVER_LOC", "pass=a;pass=b", "pass=a;pass=b"},
-          {"BASE/AUTH_SERVER_LOC", "ä;Pass=b", "ä;Pass=********"},
-          {"OTHER", "pass=x,pass=y", "pass=x,pass=y"}}) {
-        EXPECT_STREQ(kqbMaskOptionValue(key, value).asCstr(), shown) << value;
-    }
 }
 
 TEST_F(StartupTest, baseSettings) {
@@ -165,21 +162,16 @@ TEST_F(StartupTest, baseSettings) {
 }
 
 TEST_F(StartupTest, libraryPathIsDerived) {
-    std::filesystem::create_directories(home_.path("both/bin"));
-    std::filesystem::create_directories(home_.path("both/lib"));
-    std::filesystem::create_directories(home_.path("tools/lib"));
-    std::filesystem::create_directories(home_.path("none/bin"));
-    std::pair<std::string, std::string> const cases[] = {
-        {home_.path("both/bin"), home_.path("both/lib")},
-        {home_.path("tools"), home_.path("tools/lib")},
-        {home_.path("none/bin"), home_.path("none")},
-        {home_.path("cabin"), home_.path("cabin")},
-        {"/bin", "/bin"},
-    };
-    for (auto const &[executables, libraries] : cases) {
-        writeAppConfig("BASE/EXE_PATH=" + executables + "\n");
+    for (char const *folder : {"both/bin", "both/lib", "tools/lib", "none/bin"}) {
+        std::filesystem::create_directories(home_.path(folder));
+    }
+    for (auto const &[executables, libraries] : {std::pair{"both/bin", "both/lib"},
+                                                 {"tools", "tools/lib"},
+                                                 {"none/bin", "none"},
+                                                 {"cabin", "cabin"}}) {
+        writeAppConfig("BASE/EXE_PATH=" + home_.path(executables) + "\n");
         bringUp();
-        EXPECT_EQ(option("BASE/LIBRARY_PATH"), libraries) << executables;
+        EXPECT_EQ(option("BASE/LIBRARY_PATH"), home_.path(libraries)) << executables;
         kqbShutdown();
     }
 }
@@ -212,26 +204,20 @@ TEST_F(StartupTest, messageLocaleComesFromTheHostFirst) {
 }
 
 TEST_F(StartupTest, dependencyLibrariesThatAreNone) {
-    struct {
-        char const *folder;
-        char const *text;
-        bool known;  // its start-up function
-    } const cases[] = {
-        {"kqbdeps_missing", "Error loading dependency library", false},
-        {"kqbdeps_no_entry", "Failed to find dependency startup/shutdown/interface functions",
-         false},
-        {"kqbdeps_failing", "Dependency startup failed", true},
-    };
+    std::tuple<char const *, char const *, bool> const cases[] = {
+        {"missing", "Error loading dependency library", false},
+        {"no_entry", "Failed to find dependency startup/shutdown/interface functions", false},
+        {"failing", "Dependency startup failed", true}};
     writeAppConfig("");
-    for (auto const &c : cases) {
-        std::string const program = std::string(KQB_TEST_PLUGINS "/") + c.folder + "/host";
-        ASSERT_EQ(initialize(program.c_str()), "") << c.folder;
-        EXPECT_EQ(startup(), c.text) << c.folder;
+    for (auto const &[kind, text, isKnown] : cases) {
+        std::string const program = std::string(KQB_TEST_PLUGINS "/kqbdeps_") + kind + "/host";
+        ASSERT_EQ(initialize(program.c_str()), "") << kind;
+        EXPECT_EQ(startup(), text);
         EXPECT_EQ(kqbGetBootLevel(), 1);
-        EXPECT_EQ(startup(KQB_STARTUP_TOLERANT), "") << c.folder;
+        EXPECT_EQ(startup(KQB_STARTUP_TOLERANT), "") << kind;
         EXPECT_EQ(kqbGetBootLevel(), 2);
         kqbShutdown();
-        EXPECT_EQ(logged("startup func was not registered"), !c.known) << c.folder;
+        EXPECT_EQ(logged("startup func was not registered"), !isKnown) << kind;
     }
     bringUp();
 }
