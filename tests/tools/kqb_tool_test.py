@@ -97,8 +97,12 @@ class OptionsTest(ToolTest):
             self.check("environment\n", *base, env={"FROM": "environment"})
             base += ["--set", "FROM=x", "--set", "From=[a,b]"]
             self.check("[a,b]\n", *base, env={"FROM": "environment"})
-            self.check("[a,b]1\n", *base, "--set", "FROM=%%FROM2%%1", "--set", "FROM2=[a,b]", "--expand")
-            self.check("", *base, "--set", "FROM=%%NO%%", "--expand", code=NOT_FOUND)
+
+    def test_expansion(self):
+        base = ["option", "X", "--home", home, "--set", "Y=1"]
+        self.check("a%%Y%%\n", *base, "--set", "X=a%%Y%%")
+        self.check("a1\n", *base, "--set", "X=a%%Y%%", "--expand")
+        self.check("", *base, "--set", "X=%%NO%%", "--expand", code=NOT_FOUND)
 
     def test_passwords_are_masked_also_where_references_carry_them(self):
         secrets = ["METAPASS=s3cret", "BASE/AUTH_SERVER_LOC=srv;user=a;pass=s3cret,x"]
