@@ -46,7 +46,7 @@ TEST_F(BlobTest, handlesShareOneBody) {
     KqbBlob first;
     ASSERT_TRUE(append(first, "0123456789"));
     KqbBlob second = first, third;
-    third = second = second;
+    third = second = *&second;
     ASSERT_TRUE(append(second, "abcdefghij"));
     EXPECT_EQ(first.size(), 20);
     EXPECT_EQ(readOn(third, 4), "4:0123");

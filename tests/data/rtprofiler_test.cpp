@@ -108,7 +108,7 @@ TEST_F(ProfilerTest, assignedProfilersShareTheirFigures) {
         second.enter();
         second.exit("gone");
         second = first;
-        second = second;
+        second = *&second;
         second.enter();
     }
     first.exit("shared");
