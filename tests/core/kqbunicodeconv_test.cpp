@@ -83,12 +83,8 @@ __attribute__((no_sanitize("null", "undefined"))) void releaseNull() {
 }
 
 TEST_F(KqbUnicodeConvTest, releaseEndsObjectsAndIgnoresNull) {
-    auto *const units = new KqUtf8ToUC;
-    auto *const text = new KqUCToUtf8;
-    EXPECT_TRUE(units->set("ab"));
-    EXPECT_TRUE(text->set(2));
-    units->release();
-    text->release();
+    (new KqUtf8ToUC)->release();
+    (new KqUCToUtf8)->release();
     releaseNull();
 }
 

@@ -74,7 +74,7 @@ TEST_F(BlobFaultsTest, fullDisk) {
     HeldPages const held;
     std::string const bytes = pattern(3000);
     std::deque<KqbBlob> blobs;  // keep their pages
-    for (off_t room : {0, 1, 23, 24, 25, 100, 2400}) {
+    for (off_t room : {0, 23, 25, 2400}) {
         for (int level : {1, 5}) {
             logFrom(level);
             gDiskSize = static_cast<off_t>(pageFileBytes().size()) + room;
@@ -124,17 +124,14 @@ TEST_F(BlobFaultsTest, everyReadMayFail) {
     KqbBlob blob;
     ASSERT_TRUE(append(blob, bytes));
     gReadsFail = true;
-    for (int level : {1, 5}) {
-        logFrom(level);
-        for (bool failed = true; failed;) {
-            std::string buffer(700, '\0');
-            static int n = 0;
-            ASSERT_TRUE(blob.rewind());
-            gCallsLeft = n++ % 50;
-            std::string const log = logOf([&] { failed = blob.read(buffer.data(), 700) != 700; });
-            ASSERT_EQ(failed, gCallsLeft == 0 && log == "E File read failed while read page\n");
-            gCallsLeft = -1;
-        }
+    for (int n = 0, failed = 1; failed; ++n) {
+        logFrom(n % 2 == 0 ? 1 : 5);
+        std::string buffer(700, '\0');
+        ASSERT_TRUE(blob.rewind());
+        gCallsLeft = n;
+        std::string const log = logOf([&] { failed = blob.read(buffer.data(), 700) != 700; });
+        ASSERT_EQ(log.find("E File read failed while read page\n") != log.npos, failed) << log;
+        gCallsLeft = -1;
     }
     EXPECT_TRUE(readAll(blob) == bytes);
 }
@@ -182,47 +179,43 @@ TEST_F(BlobFaultsTest, damagedIds) {
                 server.locked(&KqbBlobPages::acquirePage, false, m, &f) &&
                 server.locked(&KqbBlobPages::acquirePage, false, f, &g));
     constexpr long long kHuge = 0x7FFFFFFFFFFFFFFE, kBehind = 3 + 2 * 16;
+    auto const after = [&](long long id) {
+        return server.locked(&KqbBlobPages::nextPage, id, &next);
+    };
+    auto const read = [&](long long id, unsigned offset) {
+        return server.locked(&KqbBlobPages::readPage, id, bytes, offset, 8U);
+    };
+    auto const write = [&](long long id, unsigned offset) {
+        return server.locked(&KqbBlobPages::writePage, id, bytes, offset, 0U);
+    };
+    auto const acquire = [&](bool inMemory, long long previous) {
+        return server.locked(&KqbBlobPages::acquirePage, inMemory, previous, &next);
+    };
+    auto const free = [&](long long first, long long last) {
+        server.locked(&KqbBlobPages::freePages, first, last);
+        return false;
+    };
     struct {
-        std::function<void()> action;
+        std::function<bool()> action;  // fails
         char const *log;
         std::size_t brokenRules;
     } const cases[] = {
-        {[&] { EXPECT_FALSE(server.locked(&KqbBlobPages::nextPage, 0, &next)); },
-         "E Invalid page ID supplied to nextPage\n", 0},
-        {[&] { EXPECT_FALSE(server.locked(&KqbBlobPages::nextPage, -5, &next)); },
-         "E Invalid page ID supplied to nextPage\n", 0},
-        {[&] { EXPECT_FALSE(server.locked(&KqbBlobPages::nextPage, kBehind, &next)); },
-         "E File read failed during read page id\n", 0},
-        {[&] { EXPECT_FALSE(server.locked(&KqbBlobPages::nextPage, kHuge, &next)); },
-         "E Seek to 9223372036854775807 failed\n", 0},
-        {[&] { EXPECT_FALSE(server.locked(&KqbBlobPages::readPage, 0, bytes, 0, 8)); }, "", 1},
-        {[&] { EXPECT_FALSE(server.locked(&KqbBlobPages::readPage, f, bytes, 1, 8)); }, "", 1},
-        {[&] { EXPECT_FALSE(server.locked(&KqbBlobPages::readPage, kHuge, bytes, 0, 8)); },
-         "E Seek to 9223372036854775807 failed\n", 0},
-        {[&] { EXPECT_TRUE(server.locked(&KqbBlobPages::readPage, kBehind, bytes, 0, 8)); }, "", 0},
-        {[&] { EXPECT_FALSE(server.locked(&KqbBlobPages::writePage, -1, bytes, 0, 8)); }, "", 1},
-        {[&] { EXPECT_FALSE(server.locked(&KqbBlobPages::writePage, m, bytes, 9, 0)); }, "", 1},
-        {[&] { EXPECT_FALSE(server.locked(&KqbBlobPages::writePage, kBehind, bytes, 0, 8)); }, "",
-         1},
-        {[&] { EXPECT_FALSE(server.locked(&KqbBlobPages::acquirePage, false, -7, &next)); }, "", 1},
-        {[&] { EXPECT_FALSE(server.locked(&KqbBlobPages::acquirePage, true, kHuge, &next)); }, "",
-         1},
-        {[&] {
-             server.locked(&KqbBlobPages::freePages, 0, g),
-                 server.locked(&KqbBlobPages::freePages, m, 0);
-         },
-         "", 2},
-        {[&] { server.locked(&KqbBlobPages::freePages, -3, g); },
-         "E Invalid page id -3 while freeing page\n", 0},
-        {[&] { server.locked(&KqbBlobPages::freePages, f, m); },
-         "E Invalid page id 0 while freeing page\n", 0},
-        {[&] { server.locked(&KqbBlobPages::freePages, kBehind + 16, kBehind + 16); }, "", 1},
-        {[&] { server.locked(&KqbBlobPages::freePages, kBehind + 16, g); },
-         "E File read failed during read page id\nE Seek/read failed at offset 48\n", 0},
-    };
+        {[&] { return after(0); }, "E Invalid page ID supplied to nextPage\n", 0},
+        {[&] { return after(kBehind); }, "E File read failed during read page id\n", 0},
+        {[&] { return after(kHuge); }, "E Seek to 9223372036854775807 failed\n", 0},
+        {[&] { return read(f, 1); }, "", 1},
+        {[&] { return !read(kBehind, 0); }, "", 0},
+        {[&] { return write(m, 9); }, "", 1},
+        {[&] { return write(kBehind, 0); }, "", 1},
+        {[&] { return acquire(false, -7); }, "", 1},
+        {[&] { return free(0, g) || free(m, 0); }, "", 2},
+        {[&] { return free(f, m); }, "E Invalid page id 0 while freeing page\n", 0},
+        {[&] { return free(kBehind + 16, kBehind + 16); }, "", 1},
+        {[&] { return free(kBehind + 16, g); },
+         "E File read failed during read page id\nE Seek/read failed at offset 48\n", 0}};
     for (auto const &c : cases) {
         broken().clear();
-        EXPECT_EQ(logOf(c.action), c.log);
+        EXPECT_EQ(logOf([&] { EXPECT_FALSE(c.action()) << &c - cases; }), c.log);
         EXPECT_EQ(broken().size(), c.brokenRules) << &c - cases;
     }
     // The failed acquirePage calls lost nothing, and nothing beside the records was written.

@@ -11,29 +11,15 @@
 #include <thread>
 #include <vector>
 
-#include "config/kqbconfigoptions_internal.h"
-#include "config/kqbsingleton_internal.h"
 #include "core/kqbdate_internal.h"
+#include "data/cursor_fixture.h"
 #include "kqb/kqbhost.h"
 #include "support/cases.h"
 #include "support/pool_faults.h"
-#include "support/pool_test.h"
 
 namespace {
 
-// Blobs keep their pages with a service of the process, which asks the options.
-class KqbDatavarTest : public PoolTest {
-protected:
-    void SetUp() override {
-        PoolTest::SetUp();
-        ASSERT_TRUE(kqbConfigOptionsStart() && kqbSingletonsStart());
-    }
-    void TearDown() override {
-        kqbSingletonsStop();
-        kqbConfigOptionsStop();
-        PoolTest::TearDown();
-    }
-};
+class KqbDatavarTest : public CursorTest {};  // blobs need the same services
 using KqbDatavarTestThreads = KqbDatavarTest;
 
 constexpr kqbType kTypes[] = {KqbTypeUnknown, KqbTypeBoolean, KqbTypeInteger, KqbTypeReal,
@@ -72,16 +58,16 @@ KqbDatavar valueOf(std::string const &state) {
 }
 
 TEST(KqbTypeTest, namesAndCodes) {
-    // A name without its order, the order of a date, the code, the first name of the code.
-    for (auto const &c :
-         cases("unknown - 0 Unknown; BOOLEAN - 1 Boolean; Integer - 2 Integer; real - 3 Real; "
-               "String - 4 String; date - 5 Date; Date (MDY) 5 Date; date (dmy) 5 Date; "
-               "DATE (YMD) 5 Date; binary - 6 Binary; Numeric - 0 Unknown; real (MDY) 0 Unknown")) {
-        std::string const name = c[1] == "-" ? c[0] : c[0] + " " + c[1];
+    std::tuple<char const *, int, int, char const *> const cases[] = {
+        {"BOOLEAN", 1, 0, "Boolean"},   {"Integer", 2, 0, "Integer"}, {"real", 3, 0, "Real"},
+        {"String", 4, 0, "String"},     {"date", 5, 0, "Date"},       {"Date (MDY)", 5, 0, "Date"},
+        {"date (dmy)", 5, 1, "Date"},   {"DATE (YMD)", 5, 2, "Date"}, {"binary", 6, 0, "Binary"},
+        {"real (MDY)", 0, 0, "Unknown"}};
+    for (auto const &[name, code, dateOrder, official] : cases) {
         int order = 7;
-        EXPECT_EQ(std::to_string(kqbTypeFromString(name.c_str(), &order)), c[2]) << name;
-        EXPECT_EQ(order, c[1] == "(dmy)" ? 1 : c[1] == "(YMD)" ? 2 : 0) << name;
-        EXPECT_EQ(kqbTypeToString(kqbTypeFromString(name.c_str())), c[3]);
+        EXPECT_EQ(kqbTypeFromString(name, &order), code) << name;
+        EXPECT_EQ(order, dateOrder) << name;
+        EXPECT_STREQ(kqbTypeToString(static_cast<kqbType>(code)), official);
     }
     EXPECT_EQ(kqbTypeFromString(nullptr), KqbTypeUnknown);
     EXPECT_STREQ(kqbTypeToString(kNoType), "");
@@ -124,7 +110,8 @@ TEST_F(KqbDatavarTest, convertsByTheTable) {
                "3:1E+70 ! ! ! 1E+70 ! 1E+70; 4:12 12 12 12 12 1 12; 4:2.5 ! ! ! 2.5 1 2.5; "
                "4:99999999999999999999 ! ! ! 100000000000000000000 1 99999999999999999999; "
                "4:on ! ! ! ! 1 !; 4:Off ! ! ! ! 0 !; 4:7x ! ! ! ! 1 !; 4:x ! ! ! ! ! !; "
-               "4: ! ! ! ! ! !; 5:1899-12-28T18:00:00 -1 -1 ! -1.25 ! -1.25")) {
+               "4: ! ! ! ! ! !; 4:Yes ! ! ! ! 1 !; 4:0x1 ! ! ! ! 0 !; 4:truer ! ! ! ! ! !; "
+               "5:1899-12-28T18:00:00 -1 -1 ! -1.25 ! -1.25")) {
         KqbDatavar const value = valueOf(c[0]);
         EXPECT_EQ(state(value), c[0]);
         std::string expected = c[1];
@@ -135,7 +122,10 @@ TEST_F(KqbDatavarTest, convertsByTheTable) {
     kqbDateOptions() = {};
 }
 
-TEST_F(KqbDatavarTest, floatsAreShortAndRefuseWhatIsTooLarge) {
+TEST_F(KqbDatavarTest, numbersLoseNothingAndRefuseWhatIsTooLarge) {
+    EXPECT_EQ(state(var(18446744073709551615ULL)), "3:18446744073709551615");
+    EXPECT_EQ(state(var(9223372036854775807UL)), "2:9223372036854775807");
+    EXPECT_EQ(state(var(4294967295U)) + state(var(short{-6})), "2:42949672952:-6");
     EXPECT_EQ(state(var(0.1F)), "3:0.1");
     EXPECT_EQ(var(0.1F).asFloat(), 0.1F);
     EXPECT_EQ(var(FLT_MAX).asFloat(), FLT_MAX);
@@ -151,39 +141,27 @@ TEST_F(KqbDatavarTest, datesComeFromTextAndNumbers) {
     for (KqbDatavar const &from : {var(date), var("2017-05-05T09:03:07"), var(date.asDouble())}) {
         EXPECT_EQ(from.asDate().compare(date), 0) << state(from);
     }
-    EXPECT_EQ(var(42860).asDate().compare(KqbDate(2017, 5, 5, 0, 0, 0)), 0);
     for (KqbDatavar const &from : {KqbDatavar(), var(true), var("no date"), var(1e9)}) {
         EXPECT_TRUE(from.asDate().isNull()) << state(from);
     }
-    kqbDateOptions().iso = true;
-    EXPECT_EQ(state(var(date)), "5:2017-05-05T09:03:07");
-    kqbDateOptions().milliseconds = true;
-    EXPECT_EQ(state(var(date)), "5:2017-05-05T09:03:07.000");
-    kqbDateOptions() = {};
-}
-
-TEST_F(KqbDatavarTest, unsignedNumbersLoseNothing) {
-    EXPECT_EQ(state(var(18446744073709551615ULL)), "3:18446744073709551615");
-    EXPECT_EQ(var(18446744073709551615ULL).asSize(), 18446744073709551615ULL);
-    EXPECT_EQ(state(var(9223372036854775807UL)), "2:9223372036854775807");
-    EXPECT_EQ(state(var(4294967295U)), "2:4294967295");
-    EXPECT_EQ(state(var(-5L)) + state(var(short{-6})) + state(var('\1')), "2:-52:-62:1");
 }
 
 // --- Storing ----------------------------------------------------------------------------------
 
 TEST_F(KqbDatavarTest, countsAndCutsText) {
     std::string const text = "gr\u00fc\u00dfe", all = "4:" + text;  // 5 characters, 7 bytes
-    // At most so many characters, so many bytes, what is left.
-    for (auto const &c : cases("-1 -1 gr\u00fc\u00dfe; 9 9 gr\u00fc\u00dfe; 5 7 gr\u00fc\u00dfe; 4 "
-                               "-1 gr\u00fc\u00df; "
-                               "-1 3 gr; -1 4 gr\u00fc; 2 5 gr; 3 3 gr; 0 -1 -; -1 0 -")) {
-        std::string const left = c[2] == "-" ? "" : c[2];
+    std::tuple<int, int, char const *> const cases[] = {{9, 9, "gr\u00fc\u00dfe"},
+                                                        {4, -1, "gr\u00fc\u00df"},
+                                                        {-1, 3, "gr"},
+                                                        {2, 5, "gr"},
+                                                        {3, 3, "gr"},
+                                                        {0, -1, ""}};
+    for (auto const &[characters, bytes, left] : cases) {
         KqbDatavar alone = var(text.c_str()), shared = var(text.c_str()), copy = shared;
         for (KqbDatavar *value : {&alone, &shared}) {
-            EXPECT_TRUE(value->truncate(std::stoi(c[0]), std::stoi(c[1])));
-            EXPECT_EQ(state(*value), "4:" + left);
-            EXPECT_EQ(value->length(), var(left.c_str()).length());
+            EXPECT_TRUE(value->truncate(characters, bytes));
+            EXPECT_EQ(state(*value), std::string("4:") + left);
+            EXPECT_EQ(value->length(), var(left).length());
         }
         EXPECT_EQ(state(copy), all);
     }
@@ -207,8 +185,7 @@ TEST_F(KqbDatavarTest, nullsMakeNull) {
     EXPECT_EQ(value.type(), KqbTypeUnknown);
     EXPECT_EQ(value.length(), -1);
     unsigned size = 7;
-    EXPECT_EQ(value.getRaw(&size), nullptr);
-    EXPECT_EQ(size, 0U);
+    EXPECT_TRUE(value.getRaw(&size) == nullptr && size == 0);
 }
 
 KqbDatavar sample(kqbType type) {
@@ -237,18 +214,12 @@ TEST_F(KqbDatavarTest, rawBytesReadBackInEitherOrder) {
         auto const *raw = static_cast<char const *>(value.getRaw(&size));
         unsigned const required = KqbDatavar::getRawSizeReq(type);
         EXPECT_TRUE(required == 0 || size == required);
-        if (type == KqbTypeBinary) {
-            EXPECT_EQ(raw, nullptr);
-            EXPECT_EQ(bytesOf(value.asBlob()), "more bytes");
-            continue;
-        }
+        if (type == KqbTypeBinary) continue;
         std::string bytes(raw, size);
         ASSERT_TRUE(back.assign(type, bytes.data(), size));
-        EXPECT_TRUE(equal(back, value)) << type;
         ASSERT_TRUE(back.assign(type, back.getRaw(nullptr), size));  // its own bytes
         EXPECT_TRUE(equal(back, value)) << type;
-        bool const turns = required == 8 || required == 24;
-        if (turns) bytes.assign(bytes.rbegin(), bytes.rend());
+        if (required >= 8) bytes.assign(bytes.rbegin(), bytes.rend());
         ASSERT_TRUE(back.assign(type, bytes.data(), size, true));
         EXPECT_TRUE(equal(back, value)) << type;
     }

@@ -32,12 +32,14 @@ struct Item : KqbThreadPoolWork {
     bool run() override {
         calls += 'R';
         if (body) body();
-        return result;
+        bool const answer = result;
+        if (isItsOwn) delete this;
+        return answer;
     }
 
     std::function<void(KqbThreadPoolCallback *)> stage;
     std::function<void()> body;
-    bool stageResult = true, result = true, throwsWhenDropped = false;
+    bool stageResult = true, result = true, throwsWhenDropped = false, isItsOwn = false;
     std::string calls;
 };
 
@@ -82,17 +84,6 @@ TEST(KqbThreadPool, NeverStartedRefusesEverything) {
     EXPECT_EQ("", item.calls);
 }
 
-TEST(KqbThreadPoolThreads, KeepsTheFirstPool) {
-    KqbThreadPool pool;
-    EXPECT_TRUE(pool.start(1, 1, 0));
-    EXPECT_FALSE(pool.start(3, 3, 0));
-    EXPECT_EQ(1, Stats(pool).threads);
-    EXPECT_FALSE(pool.enqueue(nullptr, false));
-    EXPECT_TRUE(
-        pool.getStats(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr));
-    EXPECT_TRUE(pool.wait());
-}
-
 // What the item says about blocking in its first stage, what is called, and whose result counts.
 TEST(KqbThreadPoolThreads, StagesOfAnItem) {
     struct Case {
@@ -129,6 +120,7 @@ TEST(KqbThreadPoolThreads, StagesOfAnItem) {
 TEST(KqbThreadPoolThreads, CountersComeInTheirOrder) {
     KqbThreadPool pool;
     ASSERT_TRUE(pool.start(1, 1, 0));
+    EXPECT_FALSE(pool.start(3, 3, 0) || pool.enqueue(nullptr, false));
     std::array<Item, 3> items;
     items[0].result = false;
     for (Item &item : items) pool.enqueue(&item, false);
@@ -198,34 +190,13 @@ TEST(KqbThreadPoolThreads, WhatItemsThrowIsLoggedAndCounted) {
 
 // --- The life of items and handles ---
 
-struct Ending : KqbThreadPoolWork {
-    explicit Ending(std::atomic<int> &counter) : alive(counter) { ++alive; }
-    ~Ending() override { --alive; }
-    bool run() override {
-        delete this;
-        return true;
-    }
-    bool runWithoutPool(bool) override { return run(); }
-    std::atomic<int> &alive;
-};
-
-TEST(KqbThreadPoolThreads, ItemsMayEndThemselves) {
-    std::atomic<int> alive{0};
-    {
-        KqbThreadPool pool;
-        ASSERT_TRUE(pool.start(0, 2, 1));
-        for (int i = 0; i < 1000; ++i) EXPECT_TRUE(pool.enqueue(new Ending(alive), i % 7 == 0));
-    }
-    EXPECT_EQ(0, alive);
-}
-
 struct Repeating : KqbThreadPoolWork {
     bool run() override { return --left == 0 || pool->enqueue(this, false); }
     KqbThreadPool *pool = nullptr;
     int left = 1000;
 };
 
-TEST(KqbThreadPoolThreads, ItemsMayRepeatThemselvesAndBeCopied) {
+TEST(KqbThreadPoolThreads, ItemsMayRepeatOrEndThemselvesAndBeCopied) {
     KqbThreadPool pool;
     ASSERT_TRUE(pool.start(2, 2, 0));
     Holder first(pool), second(pool);
@@ -239,6 +210,15 @@ TEST(KqbThreadPoolThreads, ItemsMayRepeatThemselvesAndBeCopied) {
     second.letGo();
     EXPECT_TRUE(pool.wait());
     for (Repeating const &item : items) EXPECT_EQ(0, item.left);
+    std::atomic<int> ended{0};
+    for (int i = 0; i < 1000; ++i) {
+        auto *const item = new Item;
+        item->body = [&ended] { ++ended; };
+        item->isItsOwn = true;
+        EXPECT_TRUE(pool.enqueue(item, i % 7 == 0));
+    }
+    EXPECT_TRUE(pool.wait());
+    EXPECT_EQ(1000, ended);
 }
 
 TEST(KqbThreadPoolThreads, CopiesAreHandlesOnOnePool) {

@@ -38,6 +38,7 @@ protected:
 
 TEST_F(ProfilerTest, innerTimeIsNotCountedAgain) {
     RTProfiler profiler;
+    auto const begin = std::chrono::steady_clock::now();
     profiler.enter();
     for (int i = 0; i < 3; ++i) {
         profiler.enter();
@@ -46,12 +47,12 @@ TEST_F(ProfilerTest, innerTimeIsNotCountedAgain) {
     }
     spend(1'200);
     profiler.exit("outer");
+    std::chrono::duration<double, std::milli> const all = std::chrono::steady_clock::now() - begin;
     EXPECT_EQ(countOf(profiler, "inner"), 3);
-    EXPECT_GE(timeOf(profiler, "inner"), 28);
     EXPECT_EQ(countOf(profiler, "outer"), 1);
-    // Preempted at the wrong moment it may be more, but not by what the inner ones took.
+    EXPECT_GE(timeOf(profiler, "inner"), 28);
     EXPECT_GE(timeOf(profiler, "outer"), 1);
-    EXPECT_LT(timeOf(profiler, "outer"), 25);
+    EXPECT_LE(timeOf(profiler, "inner") + timeOf(profiler, "outer"), all.count() + 1);
 }
 
 TEST_F(ProfilerTest, tagsAreTexts) {
@@ -70,17 +71,12 @@ TEST_F(ProfilerTest, tagsAreTexts) {
     std::string const longest(255, 't');
     book((longest + "1").c_str());
     book((longest + "2").c_str());
-    EXPECT_EQ(countOf(profiler, "one"), 2);
-    EXPECT_EQ(countOf(profiler, "two"), 1);
-    EXPECT_EQ(countOf(profiler, longest), 2);
-    EXPECT_EQ(countOf(profiler, longest.substr(1)), -1);
-
     std::string walk;
     EXPECT_EQ(profiler.getId(false), nullptr);
     for (char const *id = profiler.getId(true); id != nullptr; id = profiler.getId(false)) {
-        walk += std::string(id).substr(0, 3) + ",";
+        walk += id + std::to_string(countOf(profiler, id)) + ",";
     }
-    EXPECT_EQ(walk, ",one,ttt,two,");
+    EXPECT_EQ(walk, "2,one2," + longest + "2,two1,");
     EXPECT_EQ(profiler.getId(false), nullptr);
 }
 
@@ -112,7 +108,7 @@ TEST_F(ProfilerTest, assignedProfilersShareTheirFigures) {
         second.enter();
         second.exit("gone");
         second = first;
-        second = second;
+        second = *&second;
         second.enter();
     }
     first.exit("shared");

@@ -4,15 +4,27 @@
 
 #include <filesystem>
 
+#include "backends/kqsfio/kqsfio_calls.h"
 #include "support/alloc_faults.h"
 #include "support/pool_test.h"
 #include "support/temporary_folder.h"
 
 namespace {
 
+using kqsfio::calls;
+
 struct DirectoryListing : PoolTest {
+    ~DirectoryListing() override { calls = real_; }
+
     TemporaryFolder folder_;
+    kqsfio::Calls const real_ = calls;
 };
+
+dirent *withoutItsKind(DIR *stream) {
+    dirent *const entry = ::readdir(stream);
+    if (entry != nullptr) entry->d_type = DT_UNKNOWN;
+    return entry;
+}
 
 TEST_F(DirectoryListing, NamesInByteOrderByKind) {
     for (char const *name : {"b", "B", "ä", "dir/f"}) folder_.write(name, "x");
@@ -23,13 +35,21 @@ TEST_F(DirectoryListing, NamesInByteOrderByKind) {
         {kKqbDirectoryFiles, "B b ä "},
         {kKqbDirectoryDirectories, "dir dirlink "},
         {kKqbDirectoryFiles | kKqbDirectoryDirectories, "B b dir dirlink ä "}};
-    for (auto const &[flags, expected] : cases) {
-        auto *const listing = kqbDirectoryOpen(KqbString(folder_.path().c_str()), flags, nullptr);
-        std::string names;
-        for (KqbString name; listing->next(&name);) names += std::string(name.asCstr()) + " ";
-        EXPECT_EQ(names, expected);
-        listing->release();
+    KqbString const directory(folder_.path().c_str());
+    for (bool const isKindTold : {true, false}) {
+        if (!isKindTold) calls.readdir = withoutItsKind;
+        for (auto const &[flags, expected] : cases) {
+            auto *const listing = kqbDirectoryOpen(directory, flags, nullptr);
+            std::string names;
+            for (KqbString name; listing->next(&name);) names += std::string(name.asCstr()) + " ";
+            EXPECT_EQ(names, expected);
+            listing->release();
+        }
     }
+    calls.readdir = [](DIR *) -> dirent * { return errno = EIO, nullptr; };
+    KqbString error;
+    EXPECT_EQ(kqbDirectoryOpen(directory, 0, &error), nullptr);
+    EXPECT_FALSE(error.isNull());
 }
 
 TEST_F(DirectoryListing, WithoutMemory) {

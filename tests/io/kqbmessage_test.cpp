@@ -8,6 +8,7 @@
 #include "platform/kqmsg.h"
 #include "support/alloc_faults.h"
 #include "support/pool_test.h"
+#include "support/test_messages.h"
 
 namespace {
 
@@ -16,10 +17,7 @@ struct KqbMessage : PoolTest {
         kqmsgTerminate();
         unsetenv("VANTOREX_ERROR_LOCATION");
     }
-    static void openCatalogs() {
-        setenv("VANTOREX_ERROR_LOCATION", std::getenv("KQB_TEST_MESSAGES"), 1);
-        ASSERT_EQ(kqmsgInitialize(nullptr, 0), 0);
-    }
+    static bool openCatalogs() { return useTestMessages() && kqmsgInitialize(nullptr, 0) == 0; }
 };
 
 TEST_F(KqbMessage, BeforeStartUpTheTextIsPlain) {
@@ -30,7 +28,7 @@ TEST_F(KqbMessage, BeforeStartUpTheTextIsPlain) {
 }
 
 TEST_F(KqbMessage, TextsComeFromTheCatalogues) {
-    openCatalogs();
+    ASSERT_TRUE(openCatalogs());
     EXPECT_STREQ(kqb_get_fragment(KQB_EVENT_PLUGIN, 380).asCstr(),
                  "The command could not be started: {0}");
     EXPECT_TRUE(kqb_get_fragment(KQB_BASE_SERVICES, 1).isNull());
@@ -40,7 +38,7 @@ TEST_F(KqbMessage, TextsComeFromTheCatalogues) {
 }
 
 TEST_F(KqbMessage, WithoutMemoryTheResultIsATextOrNull) {
-    openCatalogs();
+    ASSERT_TRUE(openCatalogs());
     refusesRequests_ = true;
     std::string const path(5000, 'p');
     KqbString const argument(path.c_str());

@@ -24,21 +24,13 @@ TEST_F(TxtFileString, ReadsInPlace) {
         int const count = stream->read(&data, max);
         EXPECT_EQ(std::string_view(data, static_cast<std::size_t>(count)), expected);
     }
-    EXPECT_EQ(stream->skip(-10), 0);
-    EXPECT_EQ(stream->read(&data, 0), 10);
-    EXPECT_EQ(data, target.asCstr()) << "not a copy";
-}
-
-TEST_F(TxtFileString, SkipStaysInside) {
-    KqbString target("0123");
-    StreamOwner const stream = streamOver(&target);
-    EXPECT_EQ(stream->skip(3), 3);
-    EXPECT_EQ(stream->skip(1), 4);
     constexpr long long kLargest = 0x7FFFFFFFFFFFFFFF;
-    for (long long const count : {1LL, kLargest, -5LL, -kLargest - 1}) {
+    for (long long const count : {1LL, kLargest, -11LL, -kLargest - 1}) {
         EXPECT_EQ(stream->skip(count), -1) << count;
     }
-    EXPECT_EQ(stream->skip(0), 4) << "a refused skip does not move";
+    EXPECT_EQ(stream->skip(-10), 0) << "a refused skip does not move";
+    EXPECT_EQ(stream->read(&data, 0), 10);
+    EXPECT_EQ(data, target.asCstr()) << "not a copy";
 }
 
 TEST_F(TxtFileString, OpenAndWrite) {

@@ -4,11 +4,8 @@
 
 #include <array>
 #include <atomic>
-#include <string>
 #include <thread>
 #include <vector>
-
-#include "tests/support/temporary_folder.h"
 
 namespace {
 
@@ -25,24 +22,6 @@ int tryFromOtherThread(kqLock *lock, int exclusive) {
         if (taken != 0) kqLockRelease(lock, exclusive);
     });
     return taken;
-}
-
-// --- The library itself ---
-
-TEST(KqbbLife, TempPathLastsUntilTheLastTerminate) {
-    TemporaryFolder const first, second;
-    char text[256] = "";
-    EXPECT_LT(0, kqbbSetTempPath(first.path().c_str(), text, sizeof text)) << "before it is up";
-    ASSERT_EQ(0, kqbbInitialize("/bin/host", text, sizeof text));
-    ASSERT_EQ(0, kqbbInitializeWithMX(first.path().c_str(), text, sizeof text));
-    EXPECT_EQ(0, kqbbSetTempPath(first.path().c_str(), text, sizeof text));
-    kqbbTerminate();
-    EXPECT_GT(0, kqbbSetTempPath(second.path().c_str(), text, sizeof text));
-    EXPECT_EQ(first.path(), text);
-    for (int i = 0; i < 2; ++i) kqbbTerminate();  // once too often
-    ASSERT_EQ(0, kqbbInitialize("/bin/host", text, sizeof text));
-    EXPECT_EQ(0, kqbbSetTempPath(second.path().c_str(), text, sizeof text));
-    kqbbTerminate();
 }
 
 // --- Locks ---

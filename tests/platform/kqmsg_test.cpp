@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "support/alloc_faults.h"
+#include "support/test_messages.h"
 
 namespace {
 
@@ -19,6 +19,7 @@ constexpr char kBase[] = "Base Services";
 // The built catalogues, opened in the locale and at the level that a test asks for.
 class KqMsg : public testing::Test {
 protected:
+    void SetUp() override { ASSERT_TRUE(useTestMessages()); }
     ~KqMsg() override {
         kqmsgTerminate();
         for (auto name : {"LOCATION", "LOCALE", "LEVEL"})
@@ -26,7 +27,6 @@ protected:
     }
 
     static std::string start(char const *locale, char const *level) {
-        setenv("VANTOREX_ERROR_LOCATION", getenv("KQB_TEST_MESSAGES"), 1);
         setenv("VANTOREX_ERROR_LOCALE", locale, 1);
         setenv("VANTOREX_ERROR_LEVEL", level, 1);
         char reason[256] = "";
@@ -56,6 +56,7 @@ TEST_F(KqMsg, StartsOnlyWithALocationAndSoundSettings) {
     unsetenv("VANTOREX_ERROR_LOCATION");
     EXPECT_GT(kqmsgInitialize(reason, sizeof reason), 0);
     EXPECT_STREQ(reason, "The message location VANTOREX_ERROR_LOCATION is not set.");
+    useTestMessages();
     EXPECT_NE(start("../de", "0").find("'../de'"), std::string::npos);
     EXPECT_NE(start("de", "loud").find("'loud'"), std::string::npos);
     EXPECT_EQ(fragment(444), "none");
@@ -114,20 +115,6 @@ TEST_F(KqMsg, GermanIsCompleteAndTakesTheSameArguments) {
             EXPECT_NE(fragment(number, catalog), text) << number;
             EXPECT_EQ(placeholdersIn(fragment(number, catalog)), placeholdersIn(text)) << number;
         }
-    }
-}
-
-TEST_F(KqMsg, WithoutMemoryThereIsNoTextAndNoLeak) {
-    char const *const arguments[] = {"a", "b"};
-    char buffer[64];
-    bool failed = true;
-    for (int n = 1; failed; ++n) {
-        start("de", "2");
-        AllocFaults::failAt(n);
-        int const length = kqmsgGetMessage(kBase, 1776, "s", arguments, 2, buffer, sizeof buffer);
-        AllocFaults::off();
-        failed = AllocFaults::hit();
-        EXPECT_EQ(failed, length == -1) << n;
     }
 }
 

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -229,24 +228,6 @@ TEST_F(KqsfioFaults, TemporaryFilesArePrivateAndDistinct) {
 
 // --- Replacing --------------------------------------------------------------------------------
 
-TEST(KqsfioReplace, OldFileStandsUntilTheCommit) {
-    TemporaryFolder const folder;
-    std::string const path = folder.write("f", "old");
-    std::pair<void (*)(np_fio_replacement *), char const *> const ends[] = {
-        {np_fio_replace_abandon, "old"},
-        {[](np_fio_replacement *replacement) { np_fio_replace_commit(replacement); }, "new"}};
-    for (auto const &[end, expected] : ends) {
-        np_fio_replacement *replacement = nullptr;
-        np_fio_file file = NP_FIO_NONE;
-        ASSERT_EQ(NP_FIO_OK, np_fio_replace_begin(path.c_str(), &replacement, &file));
-        ASSERT_EQ(NP_FIO_OK, np_fio_write(file, "new", 3));
-        EXPECT_EQ("old", folder.read("f"));
-        end(replacement);
-        EXPECT_EQ(expected, folder.read("f"));
-        EXPECT_EQ(1, std::distance(fs::directory_iterator(folder.path()), {}));
-    }
-}
-
 TEST(KqsfioReplace, LinksAreFollowedAlsoToWhatIsToBeMade) {
     TemporaryFolder const folder;
     folder.write("d/old", "old");
@@ -263,45 +244,6 @@ TEST(KqsfioReplace, LinksAreFollowedAlsoToWhatIsToBeMade) {
     EXPECT_EQ(NP_FIO_OK, replace("/dev/null"));
     EXPECT_FALSE(fs::is_regular_file("/dev/null"));
     EXPECT_EQ(EISDIR, replace(folder.path()));
-}
-
-// --- Directories ------------------------------------------------------------------------------
-
-using Listing = std::map<std::string, np_fio_kind>;
-
-Listing list(std::string const &path) {
-    np_fio_dir *directory = nullptr;
-    EXPECT_EQ(NP_FIO_OK, np_fio_dir_open(path.c_str(), &directory));
-    Listing found;
-    char const *name;
-    np_fio_kind kind;
-    while (np_fio_dir_next(directory, &name, &kind) == 1) found[name] = kind;
-    np_fio_dir_close(directory);
-    return found;
-}
-
-TEST_F(KqsfioFaults, DirectoryKindsWithAndWithoutTheFileSystemsHelp) {
-    folder_.write("file", "");
-    folder_.write("sub/deeper", "");
-    fs::create_symlink("sub", folder_.path("link"));
-    fs::create_symlink("missing", folder_.path("dangling"));
-    Listing const expected = {{"file", NP_FIO_REGULAR},
-                              {"sub", NP_FIO_DIRECTORY},
-                              {"link", NP_FIO_DIRECTORY},
-                              {"dangling", NP_FIO_OTHER}};
-    EXPECT_EQ(expected, list(folder_.path()));
-    calls.readdir = [](DIR *stream) {
-        dirent *const entry = ::readdir(stream);
-        if (entry != nullptr) entry->d_type = DT_UNKNOWN;
-        return entry;
-    };
-    EXPECT_EQ(expected, list(folder_.path()));
-    calls.readdir = [](DIR *) -> dirent * { return errno = EIO, nullptr; };
-    np_fio_dir *directory = nullptr;
-    EXPECT_EQ(ENOTDIR, np_fio_dir_open(folder_.path("file").c_str(), &directory));
-    ASSERT_EQ(NP_FIO_OK, np_fio_dir_open(folder_.path().c_str(), &directory));
-    EXPECT_EQ(-EIO, np_fio_dir_next(directory, nullptr, nullptr));
-    np_fio_dir_close(directory);
 }
 
 }  // namespace

@@ -119,7 +119,6 @@ struct Storm {
     struct Offered : Item {
         std::atomic<int> accepted{0};
     };
-    explicit Storm(Pool const &target) : pool(target), items(kProducers * kItems * 2) {}
 
     void offer(std::size_t at, bool urgent) {
         Offered &child = items[at + 1];
@@ -154,7 +153,7 @@ struct Storm {
     }
 
     Pool const &pool;
-    std::vector<Offered> items;
+    std::vector<Offered> items{kProducers * kItems * 2};
     std::atomic<int> producing{kProducers};
 };
 
@@ -162,43 +161,13 @@ TEST(KqTPThreads, EveryItemIsRunOrDroppedOnce) {
     for (auto const &[lower, upper, idle] :
          {std::array{1, 1, 0}, {0, 2, 0}, {2, 2, 9}, {0, 8, 1}}) {
         Pool const pool(lower, upper, static_cast<unsigned>(idle));
-        Storm storm(pool);
+        Storm storm{pool};
         storm.rage();
         EXPECT_EQ(kqTPDone, kqTPWait(pool.handle));
         for (Storm::Offered const &item : storm.items) {
             EXPECT_EQ(item.accepted, item.runs + item.drops);
         }
     }
-}
-
-TEST(KqTPThreads, CountersAddUp) {
-    Pool const pool(2, 2);
-    std::vector<Item> items(1000);
-    std::array<Gate, 2> gates;
-    std::array<Item, 2> held;
-    for (std::size_t i = 0; i < 2; ++i) {
-        held[i].body = [&, i](kqTPCallback &callback) {
-            callback.setBlocking(i == 0);
-            gates[i].pass();
-        };
-    }
-    for (Item &item : items) {
-        item.result = &item < &items[10] ? 0 : 1;
-        ASSERT_EQ(kqTPDone, pool.enqueue(item));
-    }
-    for (Item &item : held) ASSERT_EQ(kqTPDone, pool.enqueue(item, true));
-    EXPECT_TRUE(becomes([&] {
-        kqTPStatistics const now = pool.statistics();
-        return std::array{now.queued, now.running, now.blocked} == std::array{0, 2, 1} &&
-               now.finished == 1000;
-    }));
-    EXPECT_EQ(1002, pool.statistics().enqueued);
-    EXPECT_EQ(10, pool.statistics().failed);
-    EXPECT_EQ(kqTPBusy, kqTPReset(pool.handle));
-    for (Gate &gate : gates) gate.open();
-    EXPECT_EQ(kqTPDone, kqTPWait(pool.handle));
-    EXPECT_EQ(kqTPDone, kqTPReset(pool.handle));
-    EXPECT_EQ(0, pool.statistics().enqueued + pool.statistics().finished);
 }
 
 // --- Order ---
@@ -228,7 +197,7 @@ TEST(KqTPThreads, UrgentFirstThenInOrder) {
 // --- Threads come and go ---
 
 TEST(KqTPThreads, IdleThreadsEndDownToTheLowerNumber) {
-    Pool const pool(1, 6, 20);
+    Pool const pool(1, 6, 20, 64);
     Gate gate;
     std::array<Item, 6> items;
     for (Item &item : items) {
@@ -305,20 +274,6 @@ TEST(KqTPThreads, StartAndStopLeavesNoThreads) {
     EXPECT_TRUE(becomes([&] { return threadsOfProcess() <= before; })) << threadsOfProcess();
 }
 
-TEST(KqTPThreads, AThousandThreads) {
-    Pool const pool(1000, 1000, 0, 64);
-    ASSERT_NE(nullptr, pool.handle);
-    Gate gate;
-    std::vector<Item> items(1000);
-    for (Item &item : items) {
-        item.body = [&](kqTPCallback &) { gate.pass(); };
-        pool.enqueue(item);
-    }
-    EXPECT_TRUE(becomes([&] { return pool.statistics().running == 1000; }));
-    gate.open();
-    EXPECT_EQ(kqTPDone, kqTPWait(pool.handle));
-}
-
 // --- Waiting, quiescing, ending ---
 
 TEST(KqTPThreads, ItemsThatWaitDoNotWaitForEachOther) {
@@ -337,37 +292,6 @@ TEST(KqTPThreads, ItemsThatWaitDoNotWaitForEachOther) {
     EXPECT_EQ(kqTPDone, kqTPWait(pool.handle));
     EXPECT_EQ(0, status);
     EXPECT_EQ(kqTPDone, kqTPWait(pool.handle)) << "with nothing to wait for";
-}
-
-TEST(KqTPThreads, QuiescingDrainsOrDrops) {
-    for (int const drop : {0, 1}) {
-        Pool const pool(1, 1);
-        Gate begun, gate;
-        int stopping = -1, refused = -1;
-        std::vector<Item> items(100);
-        Item late;
-        Item held([&](kqTPCallback &callback) {
-            begun.open();
-            gate.pass();
-            stopping = callback.isStopping();
-            refused = callback.enqueue(&late.work);
-        });
-        pool.enqueue(held);
-        begun.pass();
-        for (Item &item : items) pool.enqueue(item);
-        kqTPQuiesce(pool.handle, drop, 0);
-        EXPECT_EQ(kqTPClosed, pool.enqueue(late));
-        gate.open();
-        kqTPQuiesce(pool.handle, drop, 1);
-        EXPECT_EQ(drop, stopping);
-        EXPECT_EQ(kqTPClosed, refused);
-        for (Item &item : items) EXPECT_EQ(drop, item.drops);
-        EXPECT_EQ(drop * 100, pool.statistics().dropped);
-        EXPECT_EQ(kqTPDone, kqTPReset(pool.handle));
-        EXPECT_EQ(kqTPDone, pool.enqueue(late));
-        kqTPWait(pool.handle);
-        EXPECT_EQ(1, late.runs);
-    }
 }
 
 TEST(KqTPThreads, EndingDropsWhatIsQueuedAndWaitsForTheRest) {
@@ -405,7 +329,7 @@ TEST(KqTP, RefusesRecordsWithoutSense) {
     kqTPDestroy(nullptr);
 }
 
-TEST(KqTPThreads, NumbersThatAreZeroOrNegative) {
+TEST(KqTPThreads, NumbersThatAreZeroOrNegativeAndNoAccess) {
     for (auto const &[lower, upper] : {std::pair{0, 0}, {-1, -1}, {INT32_MIN, INT32_MAX}, {3, 0}}) {
         Pool const pool(lower, upper);
         ASSERT_NE(nullptr, pool.handle);
@@ -415,29 +339,8 @@ TEST(KqTPThreads, NumbersThatAreZeroOrNegative) {
         EXPECT_EQ(1, item.runs);
         EXPECT_EQ(std::max(lower, 1), pool.statistics().threads);
     }
-}
-
-TEST(KqTPThreads, RefusesWhatIsNoItemOrQueuedAlready) {
-    Pool const pool(1, 1);
-    Item item;
-    kqTPWork const blank{};
-    kqTPWork noTable = blank;
-    Item twice([&](kqTPCallback &callback) {
-        EXPECT_EQ(kqTPDone, callback.enqueue(&item.work));
-        EXPECT_EQ(kqTPInvalid, callback.enqueue(&item.work));
-        EXPECT_EQ(kqTPInvalid, pool.enqueue(item, true));
-        EXPECT_EQ(kqTPInvalid, callback.enqueue(nullptr));
-    });
-    EXPECT_EQ(kqTPInvalid, kqTPEnqueue(pool.handle, nullptr, 0));
-    EXPECT_EQ(kqTPInvalid, kqTPEnqueue(pool.handle, &noTable, 0));
-    pool.enqueue(twice);
-    kqTPWait(pool.handle);
-    EXPECT_EQ(1, item.runs);
-}
-
-TEST(KqTPThreads, ItemsOfAPoolWithoutAccessRunAlone) {
-    kqTPCreation const creation{1, 1, 0, 0, 0};
-    kqTP *const pool = kqTPCreate(&creation);
+    kqTPCreation const withoutAccess{1, 1, 0, 0, 0};
+    kqTP *const pool = kqTPCreate(&withoutAccess);
     Item item([](kqTPCallback &) { ADD_FAILURE(); });
     kqTPEnqueue(pool, &item.work, 0);
     kqTPWait(pool);
@@ -445,38 +348,31 @@ TEST(KqTPThreads, ItemsOfAPoolWithoutAccessRunAlone) {
     kqTPDestroy(pool);
 }
 
-TEST(KqTPThreads, WorksWithTheThreadsItGets) {
-    for (int const allowed : {0, 2}) {
-        Refusal const refusal(allowed);
-        Pool const pool(4, 4);
-        ASSERT_EQ(allowed > 0, pool.handle != nullptr);
-        if (allowed == 0) continue;
-        EXPECT_EQ(2, pool.statistics().threads);
-        std::vector<Item> items(200);
-        for (Item &item : items) EXPECT_EQ(kqTPDone, pool.enqueue(item));
-        EXPECT_EQ(kqTPDone, kqTPWait(pool.handle));
-        EXPECT_EQ(200, pool.statistics().finished);
-    }
-}
-
-TEST(KqTPThreads, NoThreadAtAllIsToldToTheCaller) {
+TEST(KqTPThreads, WorksWithTheThreadsItGetsAndTellsWhenThereAreNone) {
+    Item items[4], behind;
     Pool const pool(0, 2, 0);
-    Item item, behind;
     Item waiting([&](kqTPCallback &callback) {
         callback.enqueue(&behind.work);
         EXPECT_EQ(kqTPNoThread, kqTPWait(pool.handle));
     });
     {
         Refusal const refusal(0);
-        EXPECT_EQ(kqTPNoThread, pool.enqueue(item));
+        EXPECT_EQ(nullptr, Pool(4, 4).handle);
+        EXPECT_EQ(kqTPNoThread, pool.enqueue(items[0]));
         threadsAllowed = 1;
         EXPECT_EQ(kqTPDone, pool.enqueue(waiting));
         EXPECT_EQ(kqTPDone, kqTPWait(pool.handle));
         EXPECT_EQ(1, behind.runs);
+        threadsAllowed = 2;
+        Pool const few(4, 4);
+        EXPECT_EQ(2, few.statistics().threads);
+        for (Item &item : items) EXPECT_EQ(kqTPDone, few.enqueue(item));
+        EXPECT_EQ(kqTPDone, kqTPWait(few.handle));
+        EXPECT_EQ(4, few.statistics().finished);
     }
-    EXPECT_EQ(kqTPDone, pool.enqueue(item));
+    EXPECT_EQ(kqTPDone, pool.enqueue(items[0]));
     EXPECT_EQ(kqTPDone, kqTPWait(pool.handle));
-    EXPECT_EQ(1, item.runs);
+    EXPECT_EQ(2, items[0].runs);
 }
 
 TEST(KqTPThreads, MemoryRunsOut) {

@@ -15,15 +15,6 @@ struct Node {
     int uses = 0;
 };
 
-TEST(DkAStack, LastInIsFirstOut) {
-    dkAStack stack;
-    dkAStackInit(&stack);
-    std::array<Node, 3> nodes;
-    for (Node &node : nodes) dkAStackPush(&stack, &node);
-    for (std::size_t i = 3; i-- > 0;) EXPECT_EQ(&nodes[i], dkAStackPop(&stack));
-    EXPECT_EQ(nullptr, dkAStackPop(&stack));
-}
-
 // Few nodes and popping two before pushing the first back: the order in which a stack without a
 // tag loses nodes or hands one out twice.
 TEST(DkAStackThreads, NodesAreNeitherLostNorDoubled) {

