@@ -59,13 +59,14 @@ constexpr unsigned kConstant = ~0U;
 struct TemplateToken {
     unsigned begin;  // literal text
     unsigned bytes;
-    unsigned characters;
     unsigned variable;  // its place in the list, or kConstant
 };
 
 struct Parsed {
     KqbString text;  // tokens and names refer to it
     std::vector<TemplateToken> tokens;
+    std::size_t bytes = 0;  // of the literal text in all
+    unsigned characters = 0;
     std::vector<Variable> variables;  // in the order of their places
     std::vector<unsigned> byName;
 };
@@ -146,8 +147,10 @@ std::size_t Parser::nextSpecial(std::size_t at) const {
 void Parser::addConstant(std::size_t end) {
     if (end == run_) return;
     string_view const piece = text_.substr(run_, end - run_);
-    into_->tokens.push_back({static_cast<unsigned>(run_), static_cast<unsigned>(piece.size()),
-                             np_uchar_length_n(piece.data(), piece.size()), kConstant});
+    into_->tokens.push_back(
+        {static_cast<unsigned>(run_), static_cast<unsigned>(piece.size()), kConstant});
+    into_->bytes += piece.size();
+    into_->characters += np_uchar_length_n(piece.data(), piece.size());
 }
 
 bool Parser::afterOpener(std::size_t at) {
@@ -188,7 +191,7 @@ bool Parser::takeName(std::size_t begin, char opener) {
 bool Parser::addVariable(string_view name, std::size_t end, char opener) {
     if (name.empty()) return fail(error_, kEmptyName, {line(end)});
     if (!names_.insert(name).second) return fail(error_, kUsedTwice, {kqbStringOf(name)});
-    into_->tokens.push_back({0, 0, 0, static_cast<unsigned>(into_->variables.size())});
+    into_->tokens.push_back({0, 0, static_cast<unsigned>(into_->variables.size())});
     into_->variables.push_back({name, opener == '[', false, KqbString()});
     run_ = at_ = end + 1;
     return true;
@@ -258,7 +261,7 @@ public:
     bool run(KqbString *result);
 
 private:
-    bool gather(TemplateToken const &token);
+    bool gather(Variable *variable);
     bool lookUp(Variable *variable);
     bool ask(Variable *variable);
     void write(char *to) const;
@@ -286,8 +289,14 @@ void log(KqLogger *logger, int line, char const *format, string_view text) {
 }
 
 bool KqbTemplateImpl::Expansion::run(KqbString *result) {
+    bytes_ = parsed_->bytes;
+    characters_ = parsed_->characters;
     for (TemplateToken const &token : parsed_->tokens) {
-        if (!gather(token)) return false;
+        if (token.variable != kConstant) {
+            if (!gather(&parsed_->variables[token.variable])) return false;
+        } else if (logsConstants_) {
+            log(of_->constants_, __LINE__, "Appending: '%S'", constant(token));
+        }
     }
     succeed(error_);
     if (bytes_ == 0) {
@@ -300,17 +309,10 @@ bool KqbTemplateImpl::Expansion::run(KqbString *result) {
     return true;
 }
 
-bool KqbTemplateImpl::Expansion::gather(TemplateToken const &token) {
-    if (token.variable == kConstant) {
-        if (logsConstants_) log(of_->constants_, __LINE__, "Appending: '%S'", constant(token));
-        bytes_ += token.bytes;
-        characters_ += token.characters;
-        return true;
-    }
-    Variable &variable = parsed_->variables[token.variable];
-    if (!lookUp(&variable)) return false;
-    bytes_ += KqbStringAccess::view(variable.value).size();
-    characters_ += variable.value.length();
+bool KqbTemplateImpl::Expansion::gather(Variable *variable) {
+    if (!lookUp(variable)) return false;
+    bytes_ += KqbStringAccess::view(variable->value).size();
+    characters_ += variable->value.length();
     return true;
 }
 
