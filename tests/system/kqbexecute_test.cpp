@@ -67,7 +67,7 @@ protected:
     }
 
     TemporaryFolder const folder_;
-    Surroundings const before_;
+    Surroundings const before_{};
 };
 using ExecuteTestThreads = ExecuteTest;
 
