@@ -17,20 +17,6 @@ constexpr int kUndecided = 3;
     return least + power <= b[first] ? -1 : kUndecided;
 }
 
-[[gnu::always_inline]] inline Words3 coefficientOf(decSext const &value) {
-    return {{value.words[0], value.words[1], value.words[2] & kCoefficientTop}};
-}
-
-// Whether a number is finite, its coefficient small enough to count and not nearly too large.
-[[gnu::always_inline]] inline bool isPlain(decSext const &value) {
-    Word const top = value.words[2];
-    return (top & kOtherLayout) != kOtherLayout && (top & kCoefficientTop) < kCoefficientLimit[2];
-}
-
-[[gnu::always_inline]] inline std::int64_t exponentOf(decSext const &value) {
-    return static_cast<std::int64_t>(value.words[2] >> kExponentShift) & kExponentMask;
-}
-
 // Of numbers that are not 0.
 int compareMagnitudes(Finite const &a, Finite const &b) {
     std::int64_t const gap = a.exponent - b.exponent;

@@ -54,14 +54,25 @@ Kind kindOf(decSext const &value);
 // The parts of a finite number, its coefficient 0 when it is too large to be one.
 Finite partsOf(decSext const &value);
 
-// The same, quickly; false for what is not finite, or too large to count, or nearly so. What then
+[[gnu::always_inline]] inline Words3 coefficientOf(decSext const &value) {
+    return {{value.words[0], value.words[1], value.words[2] & kCoefficientTop}};
+}
+
+// Whether a number is finite, its coefficient small enough to count and not nearly too large.
+[[gnu::always_inline]] inline bool isPlain(decSext const &value) {
+    Word const top = value.words[2];
+    return (top & kOtherLayout) != kOtherLayout && (top & kCoefficientTop) < kCoefficientLimit[2];
+}
+
+[[gnu::always_inline]] inline std::int64_t exponentOf(decSext const &value) {
+    return static_cast<std::int64_t>(value.words[2] >> kExponentShift) & kExponentMask;
+}
+
+// The parts of a number, quickly; false for what is not finite, or too large to count, or nearly so. What then
 // follows belongs into a function of its own, where it is not in the way of the usual.
 [[gnu::always_inline]] inline bool unpackPlain(decSext const &value, Finite &parts) {
-    Word const top = value.words[2];
-    parts.coefficient = {{value.words[0], value.words[1], top & kCoefficientTop}};
-    parts.exponent = static_cast<std::int64_t>(top >> kExponentShift) & kExponentMask;
-    parts.sign = signOf(value);
-    return (top & kOtherLayout) != kOtherLayout && parts.coefficient[2] < kCoefficientLimit[2];
+    parts = {coefficientOf(value), exponentOf(value), signOf(value)};
+    return isPlain(value);
 }
 
 inline bool unpack(decSext const &value, Finite &parts) {
