@@ -68,8 +68,8 @@ Finite partsOf(decSext const &value);
     return static_cast<std::int64_t>(value.words[2] >> kExponentShift) & kExponentMask;
 }
 
-// The parts of a number, quickly; false for what is not finite, or too large to count, or nearly so. What then
-// follows belongs into a function of its own, where it is not in the way of the usual.
+// The parts of a number, quickly; false for what is not finite, or too large to count, or nearly so.
+// What then follows belongs into a function of its own, where it is not in the way of the usual.
 [[gnu::always_inline]] inline bool unpackPlain(decSext const &value, Finite &parts) {
     parts = {coefficientOf(value), exponentOf(value), signOf(value)};
     return isPlain(value);
